@@ -1,0 +1,11 @@
+// The whole public interface of the Quarn runtime.
+#ifndef QUARN_QUARN_H
+#define QUARN_QUARN_H
+
+#include <quarn/Config.h>
+#include <quarn/Heap.h>
+#include <quarn/Root.h>
+#include <quarn/Allocator.h>
+#include <quarn/Time.h>
+
+#endif

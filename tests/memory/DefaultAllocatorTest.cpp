@@ -1,0 +1,150 @@
+// The pooling rules, checked on private instances so the library's own allocator is not disturbed.
+#include "memory/DefaultAllocator.h"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cmath>
+#include <vector>
+
+namespace {
+
+constexpr size_t kWord = sizeof(void*);
+
+// Key of the list a fresh block of n requested bytes is filed under.
+int keyFor(size_t n) { return static_cast<int>((n + kWord) / 4); }
+
+struct Pool {
+    DefaultAllocator* allocator = new DefaultAllocator;
+    ~Pool() { delete allocator; }
+    DefaultAllocator* operator->() { return allocator; }
+};
+
+TEST(DefaultAllocator, StartsEmptyWithTheDefaultLimit) {
+    Pool pool;
+    EXPECT_EQ(pool->getCacheLimit(), 10000);
+    for (int key = 0; key < DefaultAllocator::kListCount; ++key) EXPECT_EQ(pool->getCachedCount(key), 0);
+}
+
+TEST(DefaultAllocator, FreedSmallBlocksAreCachedAndReusedLastInFirstOut) {
+    Pool pool;
+    void* a = pool->alloc(40);
+    void* b = pool->alloc(40);
+    pool->freeMem(a);
+    pool->freeMem(b);
+    EXPECT_EQ(pool->getCachedCount(keyFor(40)), 2);
+    void* c = pool->alloc(40);
+    void* d = pool->allocMem(40, "ignored", 7);
+    EXPECT_EQ(c, b);
+    EXPECT_EQ(d, a);
+    EXPECT_EQ(pool->getCachedCount(keyFor(40)), 0);
+    pool->freeMem(c);
+    pool->freeMem(d);
+}
+
+TEST(DefaultAllocator, OnlyBlocksBelowKeyEightyArePooled) {
+    Pool pool;
+    const size_t largestPooled = 80 * 4 - 1 - kWord; // 315 bytes on 32-bit builds
+    ASSERT_EQ(keyFor(largestPooled), 79);
+    ASSERT_EQ(keyFor(largestPooled + 1), 80);
+    pool->freeMem(pool->alloc(largestPooled));
+    EXPECT_EQ(pool->getCachedCount(79), 1);
+    void* big = pool->alloc(largestPooled + 1);
+    pool->freeMem(big); // goes to free(): no list holds it
+    int cached = 0;
+    for (int key = 0; key < DefaultAllocator::kListCount; ++key) cached += pool->getCachedCount(key);
+    EXPECT_EQ(cached, 1);
+}
+
+TEST(DefaultAllocator, PolicyIsAClampedFractionOfTheDefaultLimit) {
+    Pool pool;
+    struct {
+        double policy;
+        int32_t limit;
+    } const cases[] = {{0.5, 5000}, {2.0, 10000}, {-1.0, 0}, {1.0, 10000}, {0.0, 0}, {0.00015, 1}};
+    for (const auto& c : cases) {
+        pool->setPolicy(c.policy);
+        EXPECT_EQ(pool->getCacheLimit(), c.limit) << "policy " << c.policy;
+    }
+    pool->setPolicy(std::nan(""));
+    EXPECT_EQ(pool->getCacheLimit(), INT32_MIN);
+    void* p = pool->alloc(16);
+    pool->freeMem(p);
+    EXPECT_EQ(pool->getCachedCount(keyFor(16)), 0) << "a NaN policy turns the cache off";
+}
+
+TEST(DefaultAllocator, SettingThePolicyEmptiesEveryList) {
+    Pool pool;
+    pool->freeMem(pool->alloc(8));
+    pool->freeMem(pool->alloc(200));
+    pool->setPolicy(1.0);
+    EXPECT_EQ(pool->getCachedCount(keyFor(8)), 0);
+    EXPECT_EQ(pool->getCachedCount(keyFor(200)), 0);
+}
+
+TEST(DefaultAllocator, ListsAboveKeyFortyKeepHalfTheLimit) {
+    Pool pool;
+    pool->setPolicy(0.00035); // limit 3 (truncated): 1 for the large keys (3 / 2)
+    const size_t smallSize = 40 * 4 - kWord; // key 40: full limit
+    const size_t largeSize = 41 * 4 - kWord; // key 41: half
+    ASSERT_EQ(keyFor(smallSize), 40);
+    ASSERT_EQ(keyFor(largeSize), 41);
+    std::vector<void*> small, large;
+    for (int i = 0; i < 5; ++i) {
+        small.push_back(pool->alloc(smallSize));
+        large.push_back(pool->alloc(largeSize));
+    }
+    for (void* p : small) pool->freeMem(p);
+    for (void* p : large) pool->freeMem(p);
+    EXPECT_EQ(pool->getCachedCount(40), 3);
+    EXPECT_EQ(pool->getCachedCount(41), 1);
+}
+
+TEST(DefaultAllocator, ZeroPolicyCachesNothing) {
+    Pool pool;
+    pool->setPolicy(0.0);
+    for (size_t n : {0, 8, 100, 300}) pool->freeMem(pool->alloc(n));
+    for (int key = 0; key < DefaultAllocator::kListCount; ++key) EXPECT_EQ(pool->getCachedCount(key), 0);
+}
+
+TEST(DefaultAllocator, FlushReleasesEveryCachedBlock) {
+    Pool pool;
+    for (size_t n = 0; n < 300; n += 4) pool->freeMem(pool->alloc(n));
+    pool->flush();
+    for (int key = 0; key < DefaultAllocator::kListCount; ++key) EXPECT_EQ(pool->getCachedCount(key), 0);
+}
+
+TEST(DefaultAllocator, ReallocatedBlocksRecordTheirSizeWithoutTheHeader) {
+    Pool pool;
+    char* p = static_cast<char*>(pool->alloc(8));
+    p[0] = 'q';
+    p = static_cast<char*>(pool->reallocMem(p, 64));
+    EXPECT_EQ(p[0], 'q');
+    EXPECT_EQ(pool->reallocCalls, 1);
+    pool->freeMem(p);
+    // Filed lower than a fresh 64-byte block would be: under the key of 64 bytes, not 64 + header.
+    EXPECT_EQ(pool->getCachedCount(64 / 4), 1);
+    EXPECT_EQ(pool->getCachedCount(keyFor(64)), 0);
+}
+
+// Exhaustion: allocation flushes once (through the virtual slot) and retries; reallocation does not.
+TEST(DefaultAllocator, AllocationFlushesOnceBeforeGivingUpButReallocationNever) {
+    struct Counting : DefaultAllocator {
+        int flushes = 0;
+        void flush() override {
+            ++flushes;
+            DefaultAllocator::flush();
+        }
+    };
+    Counting* pool = new Counting;
+    const size_t impossible = SIZE_MAX / 2;
+    EXPECT_EQ(pool->alloc(impossible), nullptr);
+    EXPECT_EQ(pool->flushes, 1);
+    void* p = pool->alloc(16);
+    EXPECT_EQ(pool->reallocMem(p, impossible), nullptr);
+    EXPECT_EQ(pool->flushes, 1);
+    pool->freeMem(p); // the failed resize left the block as it was
+    delete pool;
+}
+
+} // namespace
