@@ -6,6 +6,9 @@
 #include <quarn/Heap.h>
 #include <quarn/Root.h>
 #include <quarn/Allocator.h>
+#include <quarn/ErrorCodes.h>
 #include <quarn/Time.h>
+#include <quarn/UnicodeUtils.h>
+#include <quarn/String.h>
 
 #endif
