@@ -194,6 +194,7 @@ private:
     }
     static void freeData(StringData* buffer);
     void release();
+    bool aliases(const unsigned short* text) const;
     int32_t replaceAt(int32_t pos, int32_t whatLength, const unsigned short* with, int32_t withLength);
     int32_t replaceEvery(const unsigned short* what, int32_t whatLength, const unsigned short* with,
                          int32_t withLength, int32_t start);

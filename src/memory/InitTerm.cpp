@@ -9,7 +9,7 @@ namespace {
 // Start order; each later module may use every module above it.
 const ModuleStep kModules[] = {
     {"memory", memoryModule},
-    {"String", nullptr},
+    {"String", stringModule},
     {"Localizer", nullptr},
     {"encoders", nullptr},
     {"errors", nullptr},

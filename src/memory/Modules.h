@@ -9,6 +9,7 @@ namespace Quarn {
 namespace detail {
 
 void memoryModule(bool start);
+void stringModule(bool start);
 void timeModule(bool start);
 
 struct ModuleStep {
