@@ -74,21 +74,66 @@ inline int compareCaseless(const unsigned short* a, const unsigned short* b, int
     return 0;
 }
 
+// Index of the first unit of text[i, end) equal to c, or to 0 when stopAtZero, else end. Four units
+// are tested at a time with the usual "has a zero lane" bit trick; a hit (or a rare false alarm in a
+// lane above a real hit) is settled one unit at a time.
+template <bool stopAtZero>
+inline int32_t scanUnits(const unsigned short* text, int32_t i, int32_t end, unsigned short c) {
+    constexpr uint64_t kLanes = 0x0001000100010001ULL, kHighs = 0x8000800080008000ULL;
+    const uint64_t pattern = c * kLanes;
+    for (;;) {
+        for (; i + 4 <= end; i += 4) {
+            uint64_t v;
+            std::memcpy(&v, text + i, sizeof v);
+            uint64_t x = v ^ pattern;
+            uint64_t hit = (x - kLanes) & ~x & kHighs;
+            if (stopAtZero) hit |= (v - kLanes) & ~v & kHighs;
+            if (hit) break;
+        }
+        const int32_t stop = end - i > 4 ? i + 4 : end;
+        for (; i < stop; ++i)
+            if (text[i] == c || (stopAtZero && text[i] == 0)) return i;
+        if (i >= end) return end;
+    }
+}
+
+inline bool unitsEqual(const unsigned short* a, const unsigned short* b, int32_t count) {
+    if (count > 16) return std::memcmp(a, b, static_cast<size_t>(count) * 2) == 0;
+    for (int32_t i = 0; i < count; ++i)
+        if (a[i] != b[i]) return false;
+    return true;
+}
+
 // Forward search of needle (m > 0 units, none of them 0) in text[start, length). Like the standard
 // wide-string search it stops at the first 0 unit of the text.
 int32_t searchForward(const unsigned short* text, int32_t length, int32_t start, const unsigned short* needle,
                       int32_t m) {
     const unsigned short first = needle[0];
     const int32_t lastStart = length - m;
-    for (int32_t i = start; i <= lastStart; ++i) {
-        unsigned short u = text[i];
-        if (u == first) {
-            if (std::memcmp(text + i + 1, needle + 1, static_cast<size_t>(m - 1) * 2) == 0) {
-                // A 0 unit between start and the match would have ended the search before it.
-                return i;
-            }
-        } else if (u == 0) {
-            return -1;
+    if (m == 1) {
+        int32_t i = start <= lastStart ? scanUnits<true>(text, start, lastStart + 1, first) : lastStart + 1;
+        return i <= lastStart && text[i] != 0 ? i : -1;
+    }
+    // Candidates must match the first two units, which rules out most places at once: four places
+    // are tested per step, lanes of the text against the first unit and the text one unit on
+    // against the second; any 0 unit also stops the step.
+    constexpr uint64_t kLanes = 0x0001000100010001ULL, kHighs = 0x8000800080008000ULL;
+    const uint64_t firsts = first * kLanes, seconds = needle[1] * kLanes;
+    int32_t i = start;
+    while (i <= lastStart) {
+        for (; i + 4 <= lastStart + 1; i += 4) {
+            uint64_t v, w;
+            std::memcpy(&v, text + i, sizeof v);
+            std::memcpy(&w, text + i + 1, sizeof w);
+            uint64_t x = v ^ firsts, y = w ^ seconds;
+            uint64_t hit = ((x - kLanes) & ~x & kHighs) & ((y - kLanes) & ~y & kHighs);
+            hit |= (v - kLanes) & ~v & kHighs;
+            if (hit) break;
+        }
+        const int32_t stop = lastStart + 1 - i > 4 ? i + 4 : lastStart + 1;
+        for (; i < stop; ++i) {
+            if (text[i] == 0) return -1;
+            if (text[i] == first && unitsEqual(text + i + 1, needle + 1, m - 1)) return i;
         }
     }
     return -1;
@@ -328,11 +373,6 @@ String& String::operator+=(const unsigned short* text) {
     return *this;
 }
 
-String& String::operator+=(unsigned short c) {
-    add(c);
-    return *this;
-}
-
 String String::operator+(const String& text) const {
     if (text.data->length == 0) return *this;
     if (data->length == 0) return text;
@@ -414,9 +454,8 @@ int32_t String::find(unsigned short c, int32_t start, bool reverse) const {
             if (units[i] == c) return i;
         return -1;
     }
-    for (int32_t i = start; i < length; ++i)
-        if (units[i] == c) return i;
-    return -1;
+    int32_t i = scanUnits<false>(units, start, length, c);
+    return i < length ? i : -1;
 }
 
 int32_t String::find(const String& text, int32_t start, bool reverse) const {
@@ -540,11 +579,15 @@ int32_t String::replaceEvery(const unsigned short* what, int32_t whatLength, con
     if (first < 0) return 0;
     whatLength = needleLength(what, whatLength);
 
+    // The first matches are remembered so that building the new text does not search again.
+    constexpr int32_t kRemembered = 256;
+    int32_t positions[kRemembered];
     const StringData* old = data;
     int32_t count = 0;
     int64_t newLength = old->length;
     for (int32_t pos = first; pos >= 0;
          pos = searchForward(old->units, old->length, pos + whatLength, what, whatLength)) {
+        if (count < kRemembered) positions[count] = pos;
         ++count;
         newLength += withLength - whatLength;
     }
@@ -557,13 +600,14 @@ int32_t String::replaceEvery(const unsigned short* what, int32_t whatLength, con
     StringData* fresh = newBuffer(static_cast<int32_t>(newLength));
     unsigned short* out = fresh->units;
     int32_t copied = 0;
-    for (int32_t pos = first, done = 0; done < count; ++done) {
+    for (int32_t done = 0; done < count; ++done) {
+        int32_t pos = done < kRemembered ? positions[done]
+                                         : searchForward(old->units, old->length, copied, what, whatLength);
         copyUnits(out, old->units + copied, pos - copied);
         out += pos - copied;
         copyUnits(out, with, withLength);
         out += withLength;
         copied = pos + whatLength;
-        if (done + 1 < count) pos = searchForward(old->units, old->length, copied, what, whatLength);
     }
     copyUnits(out, old->units + copied, old->length - copied);
     release();

@@ -7,6 +7,8 @@
 #include <gtest/gtest.h>
 
 #include <new>
+#include <random>
+#include <string>
 
 using Quarn::String;
 using Quarn::StringAccess;
@@ -221,6 +223,39 @@ TEST(String, SubstringSearchForwardAndBackward) {
     const unsigned short stopped[] = {'a', 0, 'b', 'c'};
     EXPECT_EQ(String(stopped, 4).find(u"bc"), -1) << "the forward search stops at a 0 unit";
     EXPECT_EQ(String(stopped, 4).find(u"bc", 4, true), 2) << "the reverse search compares units";
+}
+
+// The searches test several units at a time; compare them with a plain search over many small-alphabet
+// texts, where matches, near-matches and 0 units are dense.
+TEST(String, SearchesAgreeWithAPlainSearch) {
+    std::mt19937 random(12345);
+    for (int round = 0; round < 3000; ++round) {
+        std::u16string text(random() % 40, u'a');
+        for (char16_t& c : text)
+            c = u"aab\0"[random() % (round % 3 == 0 ? 4 : 3)];
+        std::u16string needle(1 + random() % 4, u'a');
+        for (char16_t& c : needle)
+            c = u"ab"[random() % 2];
+        const int32_t start = static_cast<int32_t>(random() % (text.size() + 3)) - 1;
+        String s(text.data(), static_cast<int32_t>(text.size()));
+
+        // The standard search ends at the first 0 unit from the start on.
+        size_t from = start < 0 ? 0 : static_cast<size_t>(start);
+        int32_t expected = -1;
+        if (start <= static_cast<int32_t>(text.size() - std::min(text.size(), needle.size())) &&
+            needle.size() <= text.size()) {
+            std::u16string visible = from <= text.size() ? text.substr(0, text.find(u'\0', from)) : text;
+            size_t pos = visible.find(needle, from);
+            expected = pos == std::u16string::npos ? -1 : static_cast<int32_t>(pos);
+        }
+        ASSERT_EQ(s.find(needle.c_str(), start), expected) << "round " << round;
+
+        size_t unit = text.find(needle[0], from);
+        ASSERT_EQ(s.find(static_cast<unsigned short>(needle[0]), start),
+                  unit == std::u16string::npos || start > static_cast<int32_t>(text.size())
+                      ? -1
+                      : static_cast<int32_t>(unit));
+    }
 }
 
 TEST(String, FindAnyCountsTheSetTerminatorAsAMember) {
