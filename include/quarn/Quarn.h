@@ -10,6 +10,7 @@
 #include <quarn/Time.h>
 #include <quarn/UnicodeUtils.h>
 #include <quarn/String.h>
+#include <quarn/Geometry.h>
 #include <quarn/SimpleArray.h>
 
 #endif
