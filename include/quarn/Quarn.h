@@ -12,5 +12,6 @@
 #include <quarn/String.h>
 #include <quarn/Geometry.h>
 #include <quarn/SimpleArray.h>
+#include <quarn/SparseArray.h>
 
 #endif
