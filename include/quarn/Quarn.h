@@ -10,5 +10,8 @@
 #include <quarn/Time.h>
 #include <quarn/UnicodeUtils.h>
 #include <quarn/String.h>
+#include <quarn/Geometry.h>
+#include <quarn/SimpleArray.h>
+#include <quarn/SparseArray.h>
 
 #endif
