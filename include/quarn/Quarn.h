@@ -10,6 +10,8 @@
 #include <quarn/Time.h>
 #include <quarn/UnicodeUtils.h>
 #include <quarn/String.h>
+#include <quarn/Variant.h>
+#include <quarn/Array.h>
 #include <quarn/Geometry.h>
 #include <quarn/SimpleArray.h>
 #include <quarn/SparseArray.h>

@@ -14,7 +14,7 @@ const ModuleStep kModules[] = {
     {"encoders", nullptr},
     {"errors", nullptr},
     {"time", timeModule},
-    {"Variant", nullptr},
+    {"Variant", variantModule},
     {"live objects", nullptr},
     {"unit converter table", nullptr},
     {"unit values", nullptr},

@@ -11,6 +11,7 @@ namespace detail {
 void memoryModule(bool start);
 void stringModule(bool start);
 void timeModule(bool start);
+void variantModule(bool start);
 
 struct ModuleStep {
     const char* name;
