@@ -17,121 +17,63 @@ String text(const std::u16string& units) {
     return String(reinterpret_cast<const unsigned short*>(units.data()), static_cast<int32_t>(units.size()));
 }
 
-struct Parsed {
-    bool ok;
-    String out;
-    String rest;
-};
-
-Parsed parse(const std::u16string& units) {
-    Parsed p{false, String(u"old contents"), text(units)};
-    p.ok = p.rest.parse(p.out);
-    return p;
+// Parses input into an out that held something else, and checks the result, out and what is left.
+void expectParse(const std::u16string& input, bool ok, const String& out, const String& rest) {
+    SCOPED_TRACE(::testing::PrintToString(text(input)));
+    String s = text(input);
+    String got(u"old contents");
+    EXPECT_EQ(s.parse(got), ok);
+    EXPECT_EQ(got, out);
+    EXPECT_EQ(s, rest);
 }
 
 TEST(StringParse, QuotedLiteralsAreTakenFromTheFront) {
-    Parsed p = parse(u"'a\\tb' rest");
-    EXPECT_TRUE(p.ok);
-    EXPECT_EQ(p.out, u"a\tb");
-    EXPECT_EQ(p.rest, u" rest");
-
-    p = parse(u"\"say 'hi'\"\"next\"");
-    EXPECT_TRUE(p.ok);
-    EXPECT_EQ(p.out, u"say 'hi'") << "only the opening kind of quote closes";
-    EXPECT_EQ(p.rest, u"\"next\"");
-
-    p = parse(u"'it\\'s'");
-    EXPECT_EQ(p.out, u"it's");
-    EXPECT_TRUE(p.rest.length() == 0);
-
-    for (const char16_t* empty : {u"\"\"", u"''", u"\""}) {
-        p = parse(empty);
-        EXPECT_TRUE(p.ok);
-        EXPECT_EQ(p.out.length(), 0);
-        EXPECT_EQ(p.rest.length(), 0);
-    }
-    p = parse(u"");
-    EXPECT_TRUE(p.ok);
-    EXPECT_EQ(p.out.length(), 0) << "out is emptied";
+    expectParse(u"'a\\tb' rest", true, u"a\tb", u" rest");
+    expectParse(u"\"say 'hi'\"\"next\"", true, u"say 'hi'", u"\"next\""); // only the opening kind closes
+    expectParse(u"'it\\'s'", true, u"it's", u"");
+    expectParse(u"\"\"", true, u"", u"");
+    expectParse(u"''", true, u"", u"");
+    expectParse(u"", true, u"", u"");
 }
 
 TEST(StringParse, TheLastUnitIsNeverReadAsAPlainUnit) {
     // A literal that runs to the end is accepted without its last unit, and the string is used up.
-    Parsed p = parse(u"\"abc");
-    EXPECT_TRUE(p.ok);
-    EXPECT_EQ(p.out, u"ab");
-    EXPECT_EQ(p.rest.length(), 0);
-
-    p = parse(u"\"ab\\");
-    EXPECT_TRUE(p.ok);
-    EXPECT_EQ(p.out, u"ab") << "a backslash in last place starts nothing";
-
-    p = parse(u"\"a\\n");
-    EXPECT_EQ(p.out, u"a\n") << "an escape may still reach the last unit";
-    p = parse(u"\"\\x41");
-    EXPECT_TRUE(p.ok);
-    EXPECT_EQ(p.out, u"A");
-
-    // Without an opening quote the first unit is taken twice and the last is dropped.
-    p = parse(u"abc");
-    EXPECT_TRUE(p.ok);
-    EXPECT_EQ(p.out, u"aab");
-    EXPECT_EQ(p.rest.length(), 0);
-    p = parse(u"x");
-    EXPECT_EQ(p.out, u"x");
+    expectParse(u"\"abc", true, u"ab", u"");
+    expectParse(u"\"", true, u"", u"");
+    expectParse(u"\"ab\\", true, u"ab", u"");
+    // The units of an escape may still reach it.
+    expectParse(u"\"a\\n", true, u"a\n", u"");
+    expectParse(u"\"\\x41", true, u"A", u"");
+    // Without an opening quote the first unit is taken twice.
+    expectParse(u"abc", true, u"aab", u"");
+    expectParse(u"x", true, u"x", u"");
 }
 
 TEST(StringParse, Escapes) {
-    Parsed p = parse(u"'\\b\\f\\n\\r\\t\\v|\\q\\\\\\\"\\'\\8'");
-    EXPECT_TRUE(p.ok);
-    EXPECT_EQ(p.out, u"\b\f\n\r\t\v|q\\\"'8");
-
+    expectParse(u"'\\b\\f\\n\\r\\t\\v|\\q\\\\\\\"\\'\\8'", true, u"\b\f\n\r\t\v|q\\\"'8", u"");
     // One to three octal digits; a third one only after a first digit of 0 to 3.
-    p = parse(u"'\\101\\7|\\18|\\400|\\777|\\0'");
-    EXPECT_TRUE(p.ok);
-    EXPECT_EQ(p.out, text(std::u16string(u"A\a|\0018| 0|?7|") + char16_t(0)));
-
-    p = parse(u"'\\x41\\x7e\\u263A\\U00e9\\uFFFF'");
-    EXPECT_TRUE(p.ok);
-    EXPECT_EQ(p.out, u"A~\u263A\u00E9\uFFFF");
-
+    expectParse(u"'\\101\\7|\\18|\\400|\\777|\\0'", true,
+                text(std::u16string(u"A\a|\0018| 0|?7|") + char16_t(0)), u"");
+    expectParse(u"'\\x41\\x7e\\u263A\\U00e9\\uFFFF'", true, u"A~\u263A\u00E9\uFFFF", u"");
     // An escaped 0 unit stands for itself.
-    p = parse(std::u16string(u"'a\\") + char16_t(0) + u"b'");
-    EXPECT_TRUE(p.ok);
-    EXPECT_EQ(p.out, text(std::u16string(u"a") + char16_t(0) + u"b"));
+    const std::u16string zero(1, char16_t(0));
+    expectParse(u"'a\\" + zero + u"b'", true, text(u"a" + zero + u"b"), u"");
 }
 
 TEST(StringParse, BadHexadecimalFailsAndLeavesTheString) {
     for (const char16_t* bad :
-         {u"'ok\\x4g'", u"'ok\\xg1' x", u"'ok\\u12'", u"'ok\\U123'", u"'ok\\u12", u"'ok\\x"}) {
-        Parsed p = parse(bad);
-        EXPECT_FALSE(p.ok) << String(bad);
-        EXPECT_EQ(p.out, u"ok") << "what was read so far";
-        EXPECT_EQ(p.rest, bad) << "nothing removed";
-    }
+         {u"'ok\\x4g'", u"'ok\\xg1' x", u"'ok\\u12'", u"'ok\\U123'", u"'ok\\u12", u"'ok\\x"})
+        expectParse(bad, false, u"ok", bad);
 }
 
 TEST(StringParse, LineEndsStopTheReadingAndEscapedOnesContinueIt) {
     const std::u16string stops[] = {u"\n",     u"\r",     u"\r\n",
                                     u"\u2028", u"\u2029", std::u16string(1, char16_t(0))};
     for (const std::u16string& stop : stops) {
-        const std::u16string quoted = u"\"ab" + stop + u"c\"";
-        Parsed p = parse(quoted);
-        EXPECT_FALSE(p.ok) << "inside quotes";
-        EXPECT_EQ(p.out, u"ab");
-        EXPECT_EQ(p.rest, text(quoted));
-
-        const std::u16string bare = u"ab" + stop + u"cd";
-        p = parse(bare);
-        EXPECT_TRUE(p.ok) << "without quotes";
-        EXPECT_EQ(p.out, u"aab");
-        EXPECT_EQ(p.rest, text(bare)) << "nothing is removed either way";
-
-        if (stop.size() == 1 && stop[0] == 0) continue;
-        p = parse(u"'a\\" + stop + u"b' rest");
-        EXPECT_TRUE(p.ok) << "a line continuation";
-        EXPECT_EQ(p.out, u"ab");
-        EXPECT_EQ(p.rest, u" rest");
+        // Nothing is removed: a failure inside quotes, a success without them.
+        expectParse(u"\"ab" + stop + u"c\"", false, u"ab", text(u"\"ab" + stop + u"c\""));
+        expectParse(u"ab" + stop + u"cd", true, u"aab", text(u"ab" + stop + u"cd"));
+        if (stop[0] != 0) expectParse(u"'a\\" + stop + u"b' rest", true, u"ab", u" rest");
     }
 }
 
