@@ -3,8 +3,8 @@
 #include <quarn/Heap.h>
 
 #include <cfloat>
+#include <charconv>
 #include <cmath>
-#include <cstdio>
 #include <cstring>
 
 namespace Quarn {
@@ -67,12 +67,14 @@ bool roundScaled(double a, int k, uint64_t& n) {
     return true;
 }
 
-void appendWithSnprintf(const char* format, double v, int decimals, NumberBuffer& out) {
-    int needed = std::snprintf(nullptr, 0, format, decimals, v);
-    if (needed < 0) return;
-    char* at = out.reserve(needed + 1);
-    std::snprintf(at, static_cast<size_t>(needed) + 1, format, decimals, v);
-    out.commit(needed);
+// The general conversion: std::to_chars writes what printf writes in the "C" locale, whatever
+// locale the host has set.
+void appendGeneral(double v, std::chars_format format, int decimals, NumberBuffer& out) {
+    // "%f" of the largest double has 309 integer digits.
+    const int32_t room = 330 + decimals;
+    char* at = out.reserve(room);
+    std::to_chars_result written = std::to_chars(at, at + room, v, format, decimals);
+    out.commit(static_cast<int32_t>(written.ptr - at));
 }
 
 #ifdef __SIZEOF_INT128__
@@ -179,12 +181,12 @@ void appendFixed(double v, int decimals, NumberBuffer& out) {
         }
 #endif
     }
-    appendWithSnprintf("%.*f", v, decimals, out);
+    appendGeneral(v, std::chars_format::fixed, decimals, out);
 }
 
 void appendExponential(double v, int decimals, NumberBuffer& out) {
     if (decimals < 0) decimals = 6;
-    appendWithSnprintf("%.*e", v, decimals, out);
+    appendGeneral(v, std::chars_format::scientific, decimals, out);
 }
 
 } // namespace detail

@@ -1,5 +1,5 @@
 // Decimal text of doubles that matches C's printf conversions byte for byte ("%.0f", "%.*f",
-// "%.*e"), with fast exact paths for the values scripts meet every day and snprintf for the rest.
+// "%.*e") in the "C" locale, with fast exact paths for the values scripts meet every day.
 #ifndef QUARN_VALUES_NUMBERTEXT_H
 #define QUARN_VALUES_NUMBERTEXT_H
 

@@ -250,6 +250,34 @@ TEST(Array, AnArrayHoldingItselfPrintsThis) {
     holder.erase(); // break the cycle so that both go
 }
 
+TEST(Array, ParseReadsACommaSeparatedListOfLiterals) {
+    Array a;
+    EXPECT_TRUE(
+        a.parse(u"  1, -2.5e1 , 0x10, 'it\\'s', \"tab\\t\", true, false, null, undefined, [3, [4]], []  "));
+    EXPECT_EQ(a.length(), 11u);
+    EXPECT_EQ(a[1].getDouble(), -25);
+    EXPECT_EQ(a[2].getDouble(), 16);
+    EXPECT_EQ(a[3].getString(), u"it's");
+    EXPECT_EQ(a[4].getString(), u"tab\t");
+    EXPECT_EQ(a[5].getType(), TypeBool);
+    EXPECT_TRUE(a[7].isNull());
+    EXPECT_EQ(a[8].getType(), TypeUndefined);
+    EXPECT_TRUE(a.isDefined(8));
+    EXPECT_EQ(textOf(a), u"1,-25,16,it's,tab\t,true,false,null,,[3,[4]],[]");
+    EXPECT_EQ(a[10].getArray()->length(), 0u);
+
+    Array partial;
+    EXPECT_FALSE(partial.parse(u"1, 2, oops, 4"));
+    EXPECT_EQ(textOf(partial), u"1,2") << "reading stops at the first malformed value";
+    EXPECT_FALSE(Array().parse(u""));
+    EXPECT_FALSE(Array().parse(u"   "));
+    EXPECT_FALSE(Array().parse(u"[1, 2"));
+    EXPECT_FALSE(Array().parse(u"'a' 'b'"));
+    Array brackets;
+    EXPECT_TRUE(brackets.parse(u"'a,]b', [\"]\"]"));
+    EXPECT_EQ(textOf(brackets), u"a,]b,[]]") << "brackets and commas inside quotes do not count";
+}
+
 TEST(Array, ExhaustionDuringWritesLeaksNothing) {
     quarn_test::TestAllocator failing;
     quarn_test::ScopedAllocator scope(failing);
