@@ -14,6 +14,8 @@
 
 namespace Quarn {
 
+class Array;
+
 // The shared text buffer: a 12-byte header followed by the units. limit is the capacity minus the
 // unit reserved for the terminator; refCount counts the Strings pointing here.
 struct StringData {
@@ -187,6 +189,11 @@ public:
     void vprint(const unsigned short* format, va_list args);
     // Reads one quoted literal with script escapes from the front into out, removing what it read.
     bool parse(String& out);
+
+    // Replaces the text by the current Localizer's translation of it, with "%N" replaced by the N-th
+    // argument (see Localizer::localize).
+    void localize(int count, const unsigned short* const* args);
+    void localize(const Array& args);
 
 protected:
     // Makes the buffer private before a write.
