@@ -15,5 +15,7 @@
 #include <quarn/Geometry.h>
 #include <quarn/SimpleArray.h>
 #include <quarn/SparseArray.h>
+#include <quarn/Localizer.h>
+#include <quarn/Error.h>
 
 #endif

@@ -10,9 +10,9 @@ namespace {
 const ModuleStep kModules[] = {
     {"memory", memoryModule},
     {"String", stringModule},
-    {"Localizer", nullptr},
+    {"Localizer", localizerModule},
     {"encoders", nullptr},
-    {"errors", nullptr},
+    {"errors", errorsModule},
     {"time", timeModule},
     {"Variant", variantModule},
     {"live objects", nullptr},
