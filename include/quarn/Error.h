@@ -88,9 +88,7 @@ public:
     // localize false: text verbatim. localize true: text is first translated by the current
     // localizer, then put as "%1" into the code's message.
     void push(int16_t code, const String& text, const Cloneable* data = nullptr, bool localize = true);
-    void push(int16_t code, const char16_t* text, const Cloneable* data = nullptr, bool localize = true) {
-        push(code, String(text), data, localize);
-    }
+    void push(int16_t code, const char16_t* text, const Cloneable* data = nullptr, bool localize = true);
     // The code's message with "%1" replaced by nothing.
     void push(int16_t code, const Cloneable* data = nullptr);
     // The code's message with "%1" replaced by the value's text (radix 10); the entry keeps a copy of

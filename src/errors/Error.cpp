@@ -16,10 +16,17 @@ struct ErrorData {
     int32_t refCount;
 };
 
-// Lets the errors module build and destroy the preset entries, which no Error builds.
+// Builds and destroys entries for the pushes and the errors module (the preset entries).
 struct ErrorInfoAccess {
     static ErrorInfo* makeLocalized(int16_t code, const String& argument) {
         return new ErrorInfo(code, argument, nullptr, true);
+    }
+    static ErrorInfo* makeFromText(int16_t code, const String& text, const Cloneable* data, bool localize) {
+        if (!localize) return new ErrorInfo(code, text, data, false);
+        // The argument may itself be a key for the localizer.
+        String argument;
+        Localizer::get().getLocalizedText(text, argument);
+        return new ErrorInfo(code, argument, data, true);
     }
     static void destroy(ErrorInfo* info) { delete info; }
 };
@@ -215,13 +222,12 @@ template <class Build> void Error::pushWith(const Cloneable* data, Build build) 
 }
 
 void Error::push(int16_t code, const String& text, const Cloneable* data, bool localize) {
-    pushWith(data, [&] {
-        if (!localize) return new ErrorInfo(code, text, data, false);
-        // The argument may itself be a key for the localizer.
-        String argument;
-        Localizer::get().getLocalizedText(text, argument);
-        return new ErrorInfo(code, argument, data, true);
-    });
+    pushWith(data, [&] { return ErrorInfoAccess::makeFromText(code, text, data, localize); });
+}
+
+void Error::push(int16_t code, const char16_t* text, const Cloneable* data, bool localize) {
+    // The text becomes a String inside the push, where running out of memory is absorbed too.
+    pushWith(data, [&] { return ErrorInfoAccess::makeFromText(code, String(text), data, localize); });
 }
 
 void Error::push(int16_t code, const Cloneable* data) {
