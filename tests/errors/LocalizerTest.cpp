@@ -160,17 +160,10 @@ TEST(Localizer, DefaultOperations) {
     EXPECT_GT(localizer.localizedCompare(u"a", u"B"), 0) << "case-sensitive, by code unit";
     EXPECT_EQ(localizer.localizedCompare(u"a", u"a"), 0);
 
+    // The built-in lookup (its rules are the errors' tests' business).
     String message;
-    localizer.getMessage(2, message);
+    localizer.getMessage(-2, message);
     EXPECT_EQ(message, u"%1 is undefined");
-    localizer.getMessage(-28, message);
-    EXPECT_EQ(message, u"Out of memory");
-    message.erase();
-    localizer.getMessage(999, message);
-    EXPECT_EQ(message, u"Error #999");
-    message = u"my own fallback";
-    localizer.getMessage(999, message);
-    EXPECT_EQ(message, u"my own fallback");
 
     TestLocalizer host;
     Installed installed(host);
