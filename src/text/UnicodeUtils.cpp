@@ -48,6 +48,34 @@ constexpr CasePair casePairs[] = {
 };
 static_assert(sizeof(casePairs) / sizeof(casePairs[0]) == 89, "the pair table has 89 rows");
 
+// The 256-unit pages that hold a unit of one column of the pair table (one bit per page): a unit on
+// any other page is not in that column, which spares the search for nearly every unit when the case
+// tables are built.
+struct PageSet {
+    uint32_t bits[8] = {};
+    constexpr bool has(unsigned c) const { return (bits[c >> 13] >> ((c >> 8) & 31)) & 1; }
+};
+
+template <bool upperColumn> constexpr PageSet pairColumnPages() {
+    PageSet pages;
+    for (const CasePair& pair : casePairs) {
+        unsigned c = upperColumn ? pair.upper : pair.lower;
+        pages.bits[c >> 13] |= 1u << ((c >> 8) & 31);
+    }
+    return pages;
+}
+
+constexpr PageSet upperColumnPages = pairColumnPages<true>();
+constexpr PageSet lowerColumnPages = pairColumnPages<false>();
+
+// The partner from the first row whose upper-case (or lower-case) unit is c, or c itself.
+template <bool byUpper> unsigned short pairPartner(unsigned short c) {
+    if (!(byUpper ? upperColumnPages : lowerColumnPages).has(c)) return c;
+    for (const CasePair& pair : casePairs)
+        if ((byUpper ? pair.upper : pair.lower) == c) return byUpper ? pair.lower : pair.upper;
+    return c;
+}
+
 } // namespace
 
 unsigned short lowerByRules(unsigned short c) {
@@ -85,9 +113,7 @@ unsigned short lowerByRules(unsigned short c) {
     if (c & 1) {
         if (within(c, 313, 327) || within(c, 459, 475)) return unit(c + 1u);
         if (c < 376) return c;
-        for (const CasePair& pair : casePairs)
-            if (pair.upper == c) return pair.lower;
-        return c;
+        return pairPartner<true>(c);
     }
     // Even units never reach the pair table: its rows with an even upper-case unit serve towupper.
     if (within(c, 256, 310) || within(c, 330, 374) || within(c, 478, 494) || within(c, 544, 562) ||
@@ -135,16 +161,15 @@ unsigned short upperByRules(unsigned short c) {
     } else if (within(c, 314, 328) || within(c, 460, 476)) {
         return unit(c - 1u);
     }
-    for (const CasePair& pair : casePairs)
-        if (pair.lower == c) return pair.upper;
-    return c;
+    return pairPartner<false>(c);
 }
 
 namespace {
 
 // A case mapping as a two-level table: the difference to add to each unit, in blocks of 32 units,
-// with equal blocks stored once (about 35 distinct blocks per mapping, 4 KB in all). Built from the
-// rule functions, so the rules stay the only statement of the mapping.
+// with equal blocks stored once (about 35 distinct blocks of 64 bytes per mapping; some 8 KB in all
+// with the block numbers). Built from the rule functions, so the rules stay the only statement of
+// the mapping.
 class CaseMap {
 public:
     explicit CaseMap(unsigned short (*rule)(unsigned short)) {
@@ -180,12 +205,16 @@ private:
 };
 
 struct CaseMaps {
-    CaseMap lower{lowerByRules};
-    CaseMap upper{upperByRules};
+    // Kept out of line so that readers inline only the check that the maps exist.
+    [[gnu::noinline]] CaseMaps();
+    CaseMap lower;
+    CaseMap upper;
 };
 
+CaseMaps::CaseMaps() : lower(lowerByRules), upper(upperByRules) {}
+
 // Built on first use into static storage: no allocation, no dependence on the library being started.
-const CaseMaps& caseMaps() {
+inline const CaseMaps& caseMaps() {
     static const CaseMaps maps;
     return maps;
 }
