@@ -51,8 +51,9 @@ def format_bitmaps(name, accepts):
     for page in BITMAP_PAGES:
         bits = page_bitmap(page, accepts)
         lines.append("    // page %d (U+%04X)" % (page, page * 256))
-        for half in (bits[:16], bits[16:]):
-            lines.append("    " + " ".join("0x%02X," % b for b in half))
+        first, second = (" ".join("0x%02X," % b for b in half) for half in (bits[:16], bits[16:]))
+        lines.append("    {" + first)
+        lines.append("     " + second[:-1] + "},")
     lines.append("};")
     return lines
 
