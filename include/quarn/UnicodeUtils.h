@@ -32,7 +32,8 @@ public:
     static bool iswalpha(unsigned short c) { return towlower(c) != towupper(c); }
     static bool iswalnum(unsigned short c) { return (c >= '0' && c <= '9') || iswalpha(c); }
 
-    // A decimal integer: white space, an optional sign, digits; no overflow check.
+    // A decimal integer: white space, an optional sign, digits; no overflow check (32-bit wrap-around).
+    // Here and in the comparisons below a null text reads as an empty one.
     static int32_t watol(const unsigned short* text);
 
     // UTF-16 text against 8-bit text, each byte taken as the unit of the same value (0 to 255).
