@@ -10,5 +10,6 @@
 #include <quarn/Time.h>
 #include <quarn/UnicodeUtils.h>
 #include <quarn/String.h>
+#include <quarn/Encoder.h>
 
 #endif

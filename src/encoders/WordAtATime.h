@@ -1,0 +1,62 @@
+// Word-at-a-time helpers shared by the bulk conversions: most text is ASCII, and testing eight bytes
+// (or four units) per load, then widening or narrowing a whole block in a loop the compiler turns
+// into vector code, is what makes a file read cheap. Plain C++, no intrinsics.
+#ifndef QUARN_ENCODERS_WORDATATIME_H
+#define QUARN_ENCODERS_WORDATATIME_H
+
+#include <cstdint>
+#include <cstring>
+
+namespace Quarn {
+namespace encoders {
+
+#if defined(__BYTE_ORDER__) && defined(__ORDER_LITTLE_ENDIAN__)
+constexpr bool kHostLittleEndian = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__;
+#elif defined(_WIN32)
+constexpr bool kHostLittleEndian = true;
+#else
+#error "cannot tell the byte order of this platform"
+#endif
+
+// Bytes or units per block of the fast paths.
+constexpr int32_t kByteBlock = 16;
+constexpr int32_t kUnitBlock = 8;
+
+inline uint64_t loadWord(const void* p) {
+    uint64_t word;
+    std::memcpy(&word, p, sizeof word);
+    return word;
+}
+
+// Whether 16 bytes are all below 0x80.
+inline bool asciiBytes(const unsigned char* s) {
+    return ((loadWord(s) | loadWord(s + 8)) & 0x8080808080808080u) == 0;
+}
+
+// Whether 8 units are all below 0x80 (the mask tests every 16-bit lane, whatever the byte order).
+inline bool asciiUnits(const unsigned short* s) {
+    return ((loadWord(s) | loadWord(s + 4)) & 0xFF80FF80FF80FF80u) == 0;
+}
+
+inline void widenBlock(const unsigned char* s, unsigned short* d) {
+    for (int k = 0; k < kByteBlock; ++k)
+        d[k] = s[k];
+}
+
+inline void narrowBlock(const unsigned short* s, unsigned char* d) {
+    for (int k = 0; k < kUnitBlock; ++k)
+        d[k] = static_cast<unsigned char>(s[k]);
+}
+
+inline int32_t atLeastZero(int32_t n) {
+    return n < 0 ? 0 : n;
+}
+
+inline int32_t smaller(int32_t a, int32_t b) {
+    return a < b ? a : b;
+}
+
+} // namespace encoders
+} // namespace Quarn
+
+#endif
