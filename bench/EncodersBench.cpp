@@ -1,6 +1,7 @@
 // Bulk conversions of the built-in encoders against glibc iconv doing the same conversion on the
 // same 64 MB of data in the same run: UTF-8 both ways on mixed text (a third non-ASCII: Cyrillic,
-// CJK, emoji) and on pure ASCII, UCS-2LE, Windows-1252 and Mac OS Roman. Bytes processed are those
+// CJK, emoji; mixed by paragraph, and word by word) and on pure ASCII, UCS-2LE, Windows-1252 and
+// Mac OS Roman. Bytes processed are those
 // of the byte side, so both directions read as MB/s of encoded data.
 #include "encoders/SingleByteEncoders.h"
 #include "encoders/UnicodeEncoders.h"
@@ -105,12 +106,71 @@ void westernWord(std::mt19937& random, std::vector<unsigned short>& word) {
                                   : static_cast<unsigned short>('a' + random() % 26));
 }
 
+// Multilingual text as documents mix it: paragraphs of 20 to 60 words, each in one script. Russian
+// paragraphs are Cyrillic words between blanks and commas, Chinese ones CJK runs with ideographic
+// commas and the odd emoji, English ones ASCII words with the odd emoji. A paragraph is Russian or
+// Chinese while fewer than `share` of the characters so far are non-ASCII.
+std::vector<unsigned short> makeParagraphs(const Quarn::Encoder& encoder, double share) {
+    std::mt19937 random(7);
+    std::vector<unsigned short> text;
+    std::vector<unsigned short> paragraph;
+    size_t nonAscii = 0;
+    size_t encodedBytes = 0;
+    auto emoji = [&](std::vector<unsigned short>& out) {
+        uint32_t c = 0x1F600 + random() % 0x50 - 0x10000;
+        out.push_back(static_cast<unsigned short>(0xD800 + (c >> 10)));
+        out.push_back(static_cast<unsigned short>(0xDC00 + (c & 0x3FF)));
+    };
+    for (;;) {
+        paragraph.clear();
+        unsigned script = double(nonAscii) < share * double(text.size()) ? 1 + random() % 2 : 0;
+        size_t words = 20 + random() % 40;
+        for (size_t w = 0; w < words; ++w) {
+            if (script == 1) {
+                cyrillicWord(random, paragraph);
+                if (random() % 8 == 0) paragraph.push_back(',');
+                paragraph.push_back(' ');
+            } else if (script == 2) {
+                size_t length = 1 + random() % 4;
+                for (size_t i = 0; i < length; ++i)
+                    paragraph.push_back(static_cast<unsigned short>(0x4E00 + random() % 0x5000));
+                if (random() % 6 == 0) paragraph.push_back(0x3001);
+                if (random() % 15 == 0) emoji(paragraph);
+            } else {
+                size_t length = 2 + random() % 8;
+                for (size_t i = 0; i < length; ++i)
+                    paragraph.push_back(static_cast<unsigned short>('a' + random() % 26));
+                paragraph.push_back(' ');
+                if (random() % 30 == 0) {
+                    emoji(paragraph);
+                    paragraph.push_back(' ');
+                }
+            }
+        }
+        paragraph.push_back('\n');
+        int32_t bytes = 0;
+        encoder.getMBCSLength(paragraph.data(), static_cast<int32_t>(paragraph.size()), bytes);
+        if (encodedBytes + static_cast<size_t>(bytes) > kBufferBytes) break;
+        encodedBytes += static_cast<size_t>(bytes);
+        for (unsigned short u : paragraph) {
+            if (u >= 0x80 && (u < 0xDC00 || u > 0xDFFF)) ++nonAscii;
+            text.push_back(u);
+        }
+    }
+    return text;
+}
+
 const Quarn::UTF8Encoder utf8;
 const Quarn::UCS2leEncoder ucs2le;
 const Quarn::CP1252Encoder cp1252;
 const Quarn::MacRomanEncoder macRoman;
 
 const DataSet& utf8Mixed() {
+    static const DataSet set = encodeAll(utf8, makeParagraphs(utf8, 1.0 / 3));
+    return set;
+}
+// The hard case: the script changes from word to word, so no branch pattern survives a word.
+const DataSet& utf8MixedWords() {
     static const DataSet set = encodeAll(utf8, makeText(utf8, 1.0 / 3, mixedWord));
     return set;
 }
@@ -225,6 +285,7 @@ void pair(const char* name, const Quarn::Encoder& encoder, const char* iconvName
 
 const bool registered = [] {
     pair("utf8_mixed", utf8, "UTF-8", utf8Mixed);
+    pair("utf8_mixed_words", utf8, "UTF-8", utf8MixedWords);
     pair("utf8_ascii", utf8, "UTF-8", utf8Ascii);
     pair("ucs2le", ucs2le, "UCS-2LE", ucs2Bmp);
     pair("cp1252", cp1252, "CP1252", cp1252Western);

@@ -144,30 +144,34 @@ int16_t decodeThrough(const UnitTable& table, int16_t code, const char* src, int
     return (seen & kReports) ? code : int16_t(ErrNone);
 }
 
-template <int Pages> inline unsigned char encodeUnit(const ByteMap<Pages>& map, uint32_t u, bool& missed) {
-    unsigned char b = map[u];
-    bool miss = b == 0 && u != 0;
-    missed |= miss;
-    return miss ? '?' : b;
-}
-
 template <int Pages>
 int16_t encodeThrough(const ByteMap<Pages>& map, const unsigned short* src, int32_t& srcLen, char* dst,
                       int32_t& dstLen) {
     unsigned char* d = reinterpret_cast<unsigned char*>(dst);
     const int32_t n = smaller(atLeastZero(srcLen), atLeastZero(dstLen));
-    bool missed = false;
+    // Kept in a register: a flag behind a reference would be reloaded after every byte stored.
+    uint32_t missed = 0;
     int32_t i = 0;
     for (; i + kUnitBlock <= n; i += kUnitBlock) {
         if (asciiUnits(src + i)) {
             narrowBlock(src + i, d + i);
             continue;
         }
-        for (int32_t k = i; k < i + kUnitBlock; ++k)
-            d[k] = encodeUnit(map, src[k], missed);
+        for (int32_t k = i; k < i + kUnitBlock; ++k) {
+            const uint32_t u = src[k];
+            const uint32_t b = map[u];
+            const uint32_t miss = (b == 0) & (u != 0);
+            missed |= miss;
+            d[k] = static_cast<unsigned char>(b | ((0u - miss) & '?'));
+        }
     }
-    for (; i < n; ++i)
-        d[i] = encodeUnit(map, src[i], missed);
+    for (; i < n; ++i) {
+        const uint32_t u = src[i];
+        const uint32_t b = map[u];
+        const uint32_t miss = (b == 0) & (u != 0);
+        missed |= miss;
+        d[i] = static_cast<unsigned char>(b | ((0u - miss) & '?'));
+    }
     srcLen = dstLen = n;
     return missed ? ErrConversion : ErrNone;
 }

@@ -38,6 +38,38 @@ inline bool asciiUnits(const unsigned short* s) {
     return ((loadWord(s) | loadWord(s + 4)) & 0xFF80FF80FF80FF80u) == 0;
 }
 
+// The number of bytes in memory order before the first one whose high bit is set, given the high
+// bits of a loaded word (not 0).
+inline int32_t asciiPrefix(uint64_t highBits) {
+#if defined(__GNUC__)
+    if (kHostLittleEndian) return __builtin_ctzll(highBits) >> 3;
+    return __builtin_clzll(highBits) >> 3;
+#else
+    int32_t n = 0;
+    const int shift0 = kHostLittleEndian ? 7 : 63;
+    const int step = kHostLittleEndian ? 8 : -8;
+    while (!(highBits >> (shift0 + step * n) & 1))
+        ++n;
+    return n;
+#endif
+}
+
+// The same for units: the number of units before the first one from U+0080 up, given the loaded
+// word masked with 0xFF80 per unit (not 0).
+inline int32_t asciiUnitPrefix(uint64_t highBits) {
+#if defined(__GNUC__)
+    if (kHostLittleEndian) return __builtin_ctzll(highBits) >> 4;
+    return __builtin_clzll(highBits) >> 4;
+#else
+    int32_t n = 0;
+    const int shift0 = kHostLittleEndian ? 0 : 48;
+    const int step = kHostLittleEndian ? 16 : -16;
+    while (!(highBits >> (shift0 + step * n) & 0xFFFF))
+        ++n;
+    return n;
+#endif
+}
+
 inline void widenBlock(const unsigned char* s, unsigned short* d) {
     for (int k = 0; k < kByteBlock; ++k)
         d[k] = s[k];
