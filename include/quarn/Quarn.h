@@ -15,5 +15,6 @@
 #include <quarn/Geometry.h>
 #include <quarn/SimpleArray.h>
 #include <quarn/SparseArray.h>
+#include <quarn/Encoder.h>
 
 #endif
