@@ -700,6 +700,13 @@ const String& Variant::getString() const {
     return text;
 }
 
+void Variant::toString(String& out) const {
+    if (cachesConversions(kind))
+        out = getString();
+    else
+        doToString(out, 10, 15);
+}
+
 String Variant::getString(int radix) const {
     if (kind != TypeNumber || radix == 10 || radix == 0) return getString();
     return numberToString(value.number, radix, 15, 0);
