@@ -10,8 +10,11 @@
 #include <quarn/Time.h>
 #include <quarn/UnicodeUtils.h>
 #include <quarn/String.h>
+#include <quarn/Variant.h>
+#include <quarn/Array.h>
 #include <quarn/Geometry.h>
 #include <quarn/SimpleArray.h>
 #include <quarn/SparseArray.h>
+#include <quarn/Encoder.h>
 
 #endif

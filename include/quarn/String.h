@@ -72,7 +72,17 @@ public:
     String& operator+=(const String& text);
     String& operator+=(const unsigned short* text);
     String& operator+=(const char16_t* text) { return *this += u16(text); }
-    String& operator+=(unsigned short c);
+    String& operator+=(unsigned short c) {
+        // The common case inline: a private buffer with room to spare.
+        StringData* d = data;
+        if (d->refCount == 1 && d->length < d->limit) {
+            d->units[d->length++] = c;
+            d->units[d->length] = 0;
+            return *this;
+        }
+        add(c);
+        return *this;
+    }
     String operator+(const String& text) const;
     String operator+(const unsigned short* text) const;
     String operator+(const char16_t* text) const { return *this + u16(text); }
@@ -194,6 +204,7 @@ private:
     }
     static void freeData(StringData* buffer);
     void release();
+    bool aliases(const unsigned short* text) const;
     int32_t replaceAt(int32_t pos, int32_t whatLength, const unsigned short* with, int32_t withLength);
     int32_t replaceEvery(const unsigned short* what, int32_t whatLength, const unsigned short* with,
                          int32_t withLength, int32_t start);

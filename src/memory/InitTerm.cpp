@@ -9,12 +9,12 @@ namespace {
 // Start order; each later module may use every module above it.
 const ModuleStep kModules[] = {
     {"memory", memoryModule},
-    {"String", nullptr},
+    {"String", stringModule},
     {"Localizer", nullptr},
     {"encoders", nullptr},
     {"errors", nullptr},
     {"time", timeModule},
-    {"Variant", nullptr},
+    {"Variant", variantModule},
     {"live objects", nullptr},
     {"unit converter table", nullptr},
     {"unit values", nullptr},

@@ -9,7 +9,9 @@ namespace Quarn {
 namespace detail {
 
 void memoryModule(bool start);
+void stringModule(bool start);
 void timeModule(bool start);
+void variantModule(bool start);
 
 struct ModuleStep {
     const char* name;

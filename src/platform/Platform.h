@@ -12,6 +12,9 @@ namespace platform {
 // Greenwich). False when the platform cannot tell.
 bool readTimeZoneBias(int32_t& minutes);
 
+// The platform's own line end as a String line-end kind: 3 (LF) on POSIX, 1 (CR LF) on Windows.
+int nativeLineEnd();
+
 } // namespace platform
 } // namespace Quarn
 
