@@ -15,6 +15,7 @@
 #include <quarn/Geometry.h>
 #include <quarn/SimpleArray.h>
 #include <quarn/SparseArray.h>
+#include <quarn/HashTable.h>
 #include <quarn/Encoder.h>
 
 #endif
