@@ -1,14 +1,19 @@
-// The value containers against their standard peers in the same run: SimpleArray against
+// The values and containers against their standard peers in the same run: SimpleArray against
 // std::vector<intptr_t>, SparseArray against std::unordered_map<int32_t, intptr_t>, HashTable against
-// std::unordered_map<std::u16string, intptr_t>. Lookups walk the same keys in the same shuffled order.
+// std::unordered_map<std::u16string, intptr_t> (lookups walk the same keys in the same shuffled order),
+// Variant's number text against snprintf and scanning against strtod, Array against std::vector<Variant>.
+#include <quarn/Array.h>
 #include <quarn/HashTable.h>
 #include <quarn/SimpleArray.h>
 #include <quarn/SparseArray.h>
 #include <quarn/String.h>
+#include <quarn/Variant.h>
 
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 #include <random>
 #include <set>
 #include <string>
@@ -237,8 +242,127 @@ BENCHMARK(findHashTable)->Name("findString/HashTable")->ArgName("api")->Arg(0)->
 BENCHMARK(findHashTableIgnoringCase)->Name("findString/HashTable_ignoreCase")->ArgName("api")->Arg(0)->Arg(1);
 BENCHMARK(findUnorderedMapString)->Name("findString/unordered_map")->ArgName("api")->Arg(0)->Arg(1);
 
-// ---- Variant and Array
-// Their benchmarks (conversions against snprintf/strtod, element access against std::vector) belong
-// here, below this line, each against its standard peer in the same run.
+// ---- Variant: number to text against snprintf("%.15g"), text to number against strtod
+
+std::vector<double> numbers(int kind) {
+    std::mt19937_64 random(11);
+    std::vector<double> values(1024);
+    for (double& v : values) {
+        if (kind == 0) // random doubles of every sign and size a script meets
+            v = std::uniform_real_distribution<double>(-1e6, 1e6)(random);
+        else if (kind == 1) // integers
+            v = static_cast<double>(static_cast<int32_t>(random()));
+        else // 15-digit fractions
+            v = static_cast<double>(random() % 1000000000000000ULL) / 1e15;
+    }
+    return values;
+}
+
+void variantToText(benchmark::State& state) {
+    const std::vector<double> values = numbers(static_cast<int>(state.range(0)));
+    Variant v;
+    size_t i = 0;
+    for (auto _ : state) {
+        v.setDouble(values[i++ & 1023]); // a new value: the text cache starts empty
+        benchmark::DoNotOptimize(v.getString().wstr());
+    }
+}
+void snprintfToText(benchmark::State& state) {
+    const std::vector<double> values = numbers(static_cast<int>(state.range(0)));
+    char buffer[32];
+    size_t i = 0;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(std::snprintf(buffer, sizeof buffer, "%.15g", values[i++ & 1023]));
+        benchmark::DoNotOptimize(buffer);
+    }
+}
+BENCHMARK(variantToText)->Name("numberText/Variant")->ArgName("doubles0_ints1_fractions2")->DenseRange(0, 2);
+BENCHMARK(snprintfToText)
+    ->Name("numberText/snprintf")
+    ->ArgName("doubles0_ints1_fractions2")
+    ->DenseRange(0, 2);
+
+void scanDoubleVariant(benchmark::State& state) {
+    std::vector<String> texts;
+    for (double v : numbers(0))
+        texts.push_back(Variant(v).getString());
+    size_t i = 0;
+    for (auto _ : state)
+        benchmark::DoNotOptimize(Variant::scanDouble(texts[i++ & 1023], ScanStrict));
+}
+void scanDoubleStrtod(benchmark::State& state) {
+    std::vector<std::string> texts;
+    for (double v : numbers(0)) {
+        const String text = Variant(v).getString();
+        texts.emplace_back(text.wstr(), text.wstr() + text.length());
+    }
+    size_t i = 0;
+    for (auto _ : state)
+        benchmark::DoNotOptimize(std::strtod(texts[i++ & 1023].c_str(), nullptr));
+}
+BENCHMARK(scanDoubleVariant)->Name("scanDouble/Variant");
+BENCHMARK(scanDoubleStrtod)->Name("scanDouble/strtod");
+
+// ---- Array: writing and reading 100 elements (dense) or 100 spread elements (sparse)
+// against std::vector<Variant>
+
+void arrayWriteRead(benchmark::State& state) {
+    const bool sparse = state.range(0) != 0;
+    for (auto _ : state) {
+        Array a;
+        for (uint32_t i = 0; i < 100; ++i)
+            a[sparse ? i * 1000 : i] = static_cast<int>(i);
+        double sum = 0;
+        const Array& view = a;
+        for (uint32_t i = 0; i < 100; ++i)
+            sum += view[sparse ? i * 1000 : i].getDouble();
+        benchmark::DoNotOptimize(sum);
+    }
+}
+void vectorWriteRead(benchmark::State& state) {
+    const bool sparse = state.range(0) != 0;
+    for (auto _ : state) {
+        std::vector<Variant> a;
+        for (uint32_t i = 0; i < 100; ++i) {
+            const size_t index = sparse ? i * 1000 : i;
+            if (a.size() <= index) a.resize(index + 1);
+            a[index] = static_cast<int>(i);
+        }
+        double sum = 0;
+        for (uint32_t i = 0; i < 100; ++i)
+            sum += a[sparse ? i * 1000 : i].getDouble();
+        benchmark::DoNotOptimize(sum);
+    }
+}
+BENCHMARK(arrayWriteRead)->Name("writeRead100/Array")->ArgName("sparse")->Arg(0)->Arg(1);
+BENCHMARK(vectorWriteRead)->Name("writeRead100/vector")->ArgName("sparse")->Arg(0)->Arg(1);
+
+void arrayRead(benchmark::State& state) {
+    const bool sparse = state.range(0) != 0;
+    Array a;
+    for (uint32_t i = 0; i < 100; ++i)
+        a[sparse ? i * 1000 : i] = static_cast<int>(i);
+    const Array& view = a;
+    for (auto _ : state) {
+        double sum = 0;
+        for (uint32_t i = 0; i < 100; ++i)
+            sum += view[sparse ? i * 1000 : i].getDouble();
+        benchmark::DoNotOptimize(sum);
+    }
+}
+void vectorRead(benchmark::State& state) {
+    const bool sparse = state.range(0) != 0;
+    std::vector<Variant> a(sparse ? 99001 : 100);
+    for (uint32_t i = 0; i < 100; ++i)
+        a[sparse ? i * 1000 : i] = static_cast<int>(i);
+    for (auto _ : state) {
+        double sum = 0;
+        for (uint32_t i = 0; i < 100; ++i)
+            sum += a[sparse ? i * 1000 : i].getDouble();
+        benchmark::DoNotOptimize(sum);
+    }
+}
+BENCHMARK(arrayRead)->Name("read100/Array")->ArgName("sparse")->Arg(0)->Arg(1);
+BENCHMARK(vectorRead)->Name("read100/vector")->ArgName("sparse")->Arg(0)->Arg(1);
 
 } // namespace
