@@ -13,7 +13,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     // Mostly printable ASCII so that the literal grammar is reached; a flag lets any unit in.
     const bool anyUnits = input.flag();
     std::u16string text;
-    while (!input.empty()) text += anyUnits ? static_cast<char16_t>(input.unit()) : static_cast<char16_t>(input.byte());
+    while (!input.empty())
+        text += anyUnits ? static_cast<char16_t>(input.unit()) : static_cast<char16_t>(input.byte());
     Quarn::Array array;
     array += 1;
     const bool ok = array.parse(toString(text));

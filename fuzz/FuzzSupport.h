@@ -32,7 +32,7 @@ inline void startLibrary() {
 
 #define FUZZ_CHECK(condition)                                                                                \
     do {                                                                                                     \
-        if (!(condition)) quarn_fuzz::fail(#condition, __LINE__);                                           \
+        if (!(condition)) quarn_fuzz::fail(#condition, __LINE__);                                            \
     } while (0)
 
 inline int32_t liveBlocks() {
@@ -67,7 +67,9 @@ public:
     // 0 to n - 1 (n > 0).
     uint32_t below(uint32_t n) { return n ? (n <= 256 ? byte() % n : u32() % n) : 0; }
     // A small signed position around [0, length], so clamping rules are exercised at their edges.
-    int32_t position(int32_t length) { return static_cast<int32_t>(below(static_cast<uint32_t>(length) + 5)) - 2; }
+    int32_t position(int32_t length) {
+        return static_cast<int32_t>(below(static_cast<uint32_t>(length) + 5)) - 2;
+    }
     // Text over a small alphabet (so matches are frequent) or any units, up to maxLength units.
     std::u16string text(size_t maxLength) {
         size_t length = below(static_cast<uint32_t>(maxLength + 1));
@@ -86,7 +88,8 @@ public:
     // All the remaining bytes as units.
     std::u16string rest() {
         std::u16string out;
-        while (remaining() >= 2) out += static_cast<char16_t>(unit());
+        while (remaining() >= 2)
+            out += static_cast<char16_t>(unit());
         return out;
     }
 
@@ -112,10 +115,10 @@ inline bool same(const Quarn::String& s, const std::u16string& model) {
 
 } // namespace quarn_fuzz
 
-#define QUARN_FUZZ_INIT                                                                                       \
-    extern "C" int LLVMFuzzerInitialize(int*, char***) {                                                      \
-        quarn_fuzz::startLibrary();                                                                           \
-        return 0;                                                                                             \
+#define QUARN_FUZZ_INIT                                                                                      \
+    extern "C" int LLVMFuzzerInitialize(int*, char***) {                                                     \
+        quarn_fuzz::startLibrary();                                                                          \
+        return 0;                                                                                            \
     }
 
 #endif

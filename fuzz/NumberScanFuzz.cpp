@@ -39,14 +39,16 @@ std::string oracleText(double v) {
     std::string printed(buffer);
     printed.erase(0, printed.find_first_not_of(' '));
     size_t e = printed.find('e');
-    std::string mantissa = printed.substr(0, e), exponent = e == std::string::npos ? "" : printed.substr(e + 1);
+    std::string mantissa = printed.substr(0, e),
+                exponent = e == std::string::npos ? "" : printed.substr(e + 1);
     if (mantissa.find('.') != std::string::npos) {
         mantissa.erase(mantissa.find_last_not_of('0') + 1);
         if (mantissa.back() == '.') mantissa.pop_back();
     }
     if (!exponent.empty()) {
         size_t first = 1;
-        while (first + 1 < exponent.size() && exponent[first] == '0') ++first;
+        while (first + 1 < exponent.size() && exponent[first] == '0')
+            ++first;
         exponent = exponent.substr(0, 1) + exponent.substr(first);
         return mantissa + "e" + exponent;
     }
@@ -55,7 +57,8 @@ std::string oracleText(double v) {
 
 std::string ascii(const String& s) {
     std::string out;
-    for (int32_t i = 0; i < s.length(); ++i) out += static_cast<char>(s.wstr()[i]);
+    for (int32_t i = 0; i < s.length(); ++i)
+        out += static_cast<char>(s.wstr()[i]);
     return out;
 }
 
@@ -64,23 +67,28 @@ std::string ascii(const String& s) {
 bool plainDecimal(const std::u16string& text) {
     size_t i = 0, digits = 0;
     if (i < text.size() && (text[i] == '+' || text[i] == '-')) ++i;
-    while (i < text.size() && text[i] >= '0' && text[i] <= '9') ++i, ++digits;
+    while (i < text.size() && text[i] >= '0' && text[i] <= '9')
+        ++i, ++digits;
     if (i < text.size() && text[i] == '.') {
         ++i;
-        while (i < text.size() && text[i] >= '0' && text[i] <= '9') ++i, ++digits;
+        while (i < text.size() && text[i] >= '0' && text[i] <= '9')
+            ++i, ++digits;
     }
     if (digits == 0) return false;
     if (i < text.size() && (text[i] == 'e' || text[i] == 'E')) {
         ++i;
         if (i < text.size() && (text[i] == '+' || text[i] == '-')) ++i;
         size_t exponentDigits = 0;
-        while (i < text.size() && text[i] >= '0' && text[i] <= '9') ++i, ++exponentDigits;
+        while (i < text.size() && text[i] >= '0' && text[i] <= '9')
+            ++i, ++exponentDigits;
         if (exponentDigits == 0) return false;
     }
     return i == text.size();
 }
 
-bool sameDouble(double a, double b) { return (std::isnan(a) && std::isnan(b)) || std::memcmp(&a, &b, sizeof a) == 0; }
+bool sameDouble(double a, double b) {
+    return (std::isnan(a) && std::isnan(b)) || std::memcmp(&a, &b, sizeof a) == 0;
+}
 
 void checkText(double v) {
     const String text = Variant(v).getString();
@@ -117,7 +125,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const int32_t start = static_cast<int32_t>(input.byte()) - 2;
     const bool wide = choice & 0x20;
     std::u16string source;
-    while (!input.empty()) source += wide ? static_cast<char16_t>(input.unit()) : static_cast<char16_t>(input.byte());
+    while (!input.empty())
+        source += wide ? static_cast<char16_t>(input.unit()) : static_cast<char16_t>(input.byte());
     const String text = toString(source);
 
     String rest;

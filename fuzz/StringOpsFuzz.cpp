@@ -16,10 +16,14 @@ QUARN_FUZZ_INIT
 
 namespace {
 
-int32_t size(const Model& m) { return static_cast<int32_t>(m.size()); }
+int32_t size(const Model& m) {
+    return static_cast<int32_t>(m.size());
+}
 
 // The text up to its first 0 unit, as the terminated forms read it.
-Model terminated(const Model& m) { return m.substr(0, m.find(u'\0')); }
+Model terminated(const Model& m) {
+    return m.substr(0, m.find(u'\0'));
+}
 
 // Patterns never hold a 0 unit (a 0 ends a terminated pattern anyway).
 Model pattern(Input& input, size_t maxLength) {
@@ -29,7 +33,9 @@ Model pattern(Input& input, size_t maxLength) {
     return p;
 }
 
-const unsigned short* units(const Model& m) { return reinterpret_cast<const unsigned short*>(m.c_str()); }
+const unsigned short* units(const Model& m) {
+    return reinterpret_cast<const unsigned short*>(m.c_str());
+}
 
 // The standard search: forward from start, stopping at the first 0 unit of the text.
 int32_t findForward(const Model& text, int32_t start, const Model& needle) {
@@ -86,7 +92,8 @@ void modelInsert(Model& m, const Model& text, int32_t pos) {
 void modelStrip(Model& m) {
     Model buffer = m + u'\0';
     int32_t length = size(m), skip = 0;
-    while (skip < length && buffer[static_cast<size_t>(skip)] <= 32) ++skip;
+    while (skip < length && buffer[static_cast<size_t>(skip)] <= 32)
+        ++skip;
     if (skip > 0) {
         size_t j = 0;
         do {
@@ -95,7 +102,8 @@ void modelStrip(Model& m) {
         length -= skip;
     }
     int32_t end = length;
-    while (end > 0 && buffer[static_cast<size_t>(end - 1)] <= 32) --end;
+    while (end > 0 && buffer[static_cast<size_t>(end - 1)] <= 32)
+        --end;
     m = buffer.substr(0, static_cast<size_t>(end));
 }
 
@@ -161,8 +169,7 @@ int32_t modelConvertLF(Model& m, int kind) {
     return count;
 }
 
-template <unsigned short (*map)(unsigned short)>
-bool modelMap(Model& m) {
+template <unsigned short (*map)(unsigned short)> bool modelMap(Model& m) {
     bool changed = false;
     for (char16_t& c : m) {
         char16_t mapped = static_cast<char16_t>(map(c));
@@ -185,7 +192,9 @@ bool modelMixed(Model& m) {
     return changed;
 }
 
-int sign(int v) { return v < 0 ? -1 : v > 0 ? 1 : 0; }
+int sign(int v) {
+    return v < 0 ? -1 : v > 0 ? 1 : 0;
+}
 
 int modelCompare(const Model& a, const Model& b, int32_t limit, bool caseless) {
     const Model x = terminated(a) + u'\0', y = terminated(b) + u'\0';
@@ -309,7 +318,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size_) {
                 if (pos >= 0) m[static_cast<size_t>(pos)] = b;
             } else {
                 int32_t count = 0;
-                for (int32_t pos = findUnit(m, a, start, false); pos >= 0; pos = findUnit(m, a, pos + 1, false))
+                for (int32_t pos = findUnit(m, a, start, false); pos >= 0;
+                     pos = findUnit(m, a, pos + 1, false))
                     m[static_cast<size_t>(pos)] = b, ++count;
                 FUZZ_CHECK(s.replaceAll(a, b, start) == count);
             }
@@ -331,7 +341,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size_) {
             char16_t c = static_cast<char16_t>(input.flag() ? 0 : input.byte());
             int32_t start = input.position(length);
             bool reverse = input.flag();
-            FUZZ_CHECK(s.find(static_cast<unsigned short>(c), start, reverse) == findUnit(m, c, start, reverse));
+            FUZZ_CHECK(s.find(static_cast<unsigned short>(c), start, reverse) ==
+                       findUnit(m, c, start, reverse));
             break;
         }
         case 13: {
@@ -419,7 +430,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size_) {
             break;
         }
         FUZZ_CHECK(same(s, m));
-        for (const auto& copy : copies) FUZZ_CHECK(same(copy.first, copy.second));
+        for (const auto& copy : copies)
+            FUZZ_CHECK(same(copy.first, copy.second));
     }
     return 0;
 }

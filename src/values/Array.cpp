@@ -444,26 +444,27 @@ void Array::removeAt(uint32_t pos, uint32_t count) {
         record->length = static_cast<uint32_t>(slots.length());
         return;
     }
-    // Keys below pos stay, keys in [pos, end) go, later keys move down by count. The length becomes the
-    // number of keys below pos, or the last moved key + 1 when any moved: the rule it always had.
-    uint32_t newLength = 0;
-    const SparseArray& map = sparseStore(record)->map;
-    SimpleArray keys;
-    map.getKeys(keys);
-    for (int32_t k = 0; k < keys.length(); ++k) {
-        const uint32_t key = static_cast<uint32_t>(keys[k]);
-        if (key < pos) ++newLength;
-    }
-    uint32_t highestMoved = 0;
+    // Keys below pos stay, keys in [pos, pos + count) go, later keys move down by count. The length
+    // becomes the number of keys below pos, or the last moved key + 1 when any moved: the rule it always
+    // had. A range that runs past the largest index takes every key from pos on (so nothing can move
+    // onto a key that stays).
+    const bool toTheEnd = count > kLastIndex - pos;
+    uint32_t newLength = 0, highestMoved = 0;
     bool anyMoved = false;
+    SimpleArray keys;
+    sparseStore(record)->map.getKeys(keys);
     for (int32_t k = 0; k < keys.length(); ++k) {
         const uint32_t key = static_cast<uint32_t>(keys[k]);
-        if (key >= end && (!anyMoved || key - count > highestMoved))
-            highestMoved = key - count, anyMoved = true;
+        if (key < pos) {
+            ++newLength;
+        } else if (!toTheEnd && key >= end && (!anyMoved || key - count > highestMoved)) {
+            highestMoved = key - count;
+            anyMoved = true;
+        }
     }
-    rekeySparse([pos, end, count](uint32_t key, uint32_t& moved) {
+    rekeySparse([pos, end, count, toTheEnd](uint32_t key, uint32_t& moved) {
         if (key < pos) return (moved = key), true;
-        if (key < end) return false;
+        if (toTheEnd || key < end) return false;
         return (moved = key - count), true;
     });
     record->length = anyMoved ? highestMoved + 1 : newLength;
