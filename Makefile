@@ -6,7 +6,7 @@ FUZZ_BUILD ?= build-fuzz
 JOBS       ?= $(shell nproc 2>/dev/null || echo 2)
 CMAKE_ARGS ?=
 
-.PHONY: all configure build run test test-asan bench fuzz clean
+.PHONY: all configure build run test test-asan bench fuzz fuzz-smoke clean
 
 all: build
 
@@ -32,6 +32,15 @@ test-asan:
 	ASAN_OPTIONS=detect_leaks=1:allocator_may_return_null=1:abort_on_error=0 \
 	UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
 	    ctest --test-dir $(ASAN_BUILD) --output-on-failure -j $(JOBS)
+
+# Every fuzz target for FUZZ_SECONDS (default 20) each: clang, libFuzzer, ASan + UBSan, in ./build-fuzz.
+FUZZ_SECONDS ?= 20
+fuzz-smoke:
+	FUZZ_BUILD=$(FUZZ_BUILD) JOBS=$(JOBS) fuzz/run.sh all $(FUZZ_SECONDS)
+
+# One target for a longer run: make fuzz TARGET=string_ops FUZZ_SECONDS=600
+fuzz:
+	FUZZ_BUILD=$(FUZZ_BUILD) JOBS=$(JOBS) fuzz/run.sh $(TARGET) $(FUZZ_SECONDS)
 
 bench: configure
 	cmake --build $(BUILD) -j $(JOBS) --target bench

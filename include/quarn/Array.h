@@ -91,6 +91,7 @@ private:
     void freeStorage();
     void makeDenseFromStatic();
     void makeSparse();
+    template <class Place> void rekeySparse(Place place);
 
     ArrayData* record;
 

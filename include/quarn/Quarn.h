@@ -15,7 +15,9 @@
 #include <quarn/Geometry.h>
 #include <quarn/SimpleArray.h>
 #include <quarn/SparseArray.h>
+#include <quarn/HashTable.h>
 #include <quarn/Localizer.h>
 #include <quarn/Error.h>
+#include <quarn/Encoder.h>
 
 #endif

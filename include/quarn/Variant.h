@@ -136,7 +136,9 @@ public:
     String getString(int radix) const;
     // As above with precision significant places instead of 15 (not cached).
     String getString(int radix, int precision) const;
-    void toString(String& out) const { out = getString(); }
+    // The text form into out; for values whose text is never cached (arrays, objects) this leaves the
+    // Variant's own storage untouched.
+    void toString(String& out) const;
     const Point* getPoint() const { return kind == TypePoint ? value.point : nullptr; }
     const Rect* getRect() const { return kind == TypeRect ? value.rect : nullptr; }
     const Array* getArray() const;

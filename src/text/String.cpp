@@ -291,7 +291,6 @@ String& String::operator=(const unsigned short* text) {
         erase();
         return *this;
     }
-    if (text == data->units) return *this;
     if (aliases(text)) {
         // The text lives in this very buffer, which adjust() may move or shrink.
         String source(text);
@@ -660,6 +659,9 @@ String String::splitAt(int32_t pos, int32_t sepLength) {
         field = substr(0, pos);
         erase(0, pos + sepLength);
     }
+    // strip() trims the front in place; the whole text may still be shared with other strings,
+    // which must not see it change.
+    if (field.length() > 0 && field.wstr()[0] <= 32) field.unique();
     field.strip();
     return field;
 }
@@ -692,6 +694,7 @@ void String::strip() {
         while ((*to++ = *from++) != 0) {
         }
         data->length = length - skip;
+        data->units[data->length] = 0;
     }
     int32_t end = data->length;
     while (end > 0 && data->units[end - 1] <= 32)

@@ -354,21 +354,44 @@ void Array::setLength(uint32_t n) {
     (*this)[n - 1] = Variant::undefinedValue();
 }
 
+// Moves every entry of the sparse map to a new key (or drops it when place returns false). The new map
+// is built first, so exhaustion part way leaves the array exactly as it was.
+template <class Place> void Array::rekeySparse(Place place) {
+    SparseStore* old = sparseStore(record);
+    SimpleArray keys;
+    old->map.getKeys(keys);
+    SparseStore* store = new SparseStore;
+    try {
+        for (int32_t k = 0; k < keys.length(); ++k) {
+            uint32_t moved = 0;
+            const uint32_t key = static_cast<uint32_t>(keys[k]);
+            if (place(key, moved))
+                store->map.set(static_cast<int32_t>(moved), old->map.find(static_cast<int32_t>(key)));
+        }
+    } catch (...) {
+        delete store; // the values still belong to the old map
+        throw;
+    }
+    for (int32_t k = 0; k < keys.length(); ++k) {
+        uint32_t moved = 0;
+        const uint32_t key = static_cast<uint32_t>(keys[k]);
+        if (!place(key, moved)) delete sparseValue(old->map, key);
+    }
+    delete old; // its remaining values moved
+    record->storage = store;
+}
+
 void Array::insertAt(uint32_t pos, uint32_t count) {
     if (!record->storage) return;
     detach();
     const uint32_t end = saturatedEnd(pos, count);
     if (record->form == FormSparse) {
-        SparseArray& map = sparseStore(record)->map;
-        SortedKeys sorted(map);
-        for (int32_t k = sorted.count - 1; k >= 0 && sorted.keys[k] >= pos; --k) {
-            const uint32_t key = sorted.keys[k];
-            Variant* value = reinterpret_cast<Variant*>(map.remove(static_cast<int32_t>(key)));
-            if (count > kLastIndex - key)
-                delete value; // shifted past the largest index
-            else
-                map.set(static_cast<int32_t>(key + count), reinterpret_cast<intptr_t>(value));
-        }
+        // Entries at pos and above move up by count; those pushed past the largest index go.
+        rekeySparse([pos, count](uint32_t key, uint32_t& moved) {
+            if (key < pos) return (moved = key), true;
+            if (count > kLastIndex - key) return false;
+            return (moved = key + count), true;
+        });
     } else if (record->form == FormDense) {
         TSimpleArray<Variant>& slots = denseStore(record)->slots;
         if (end > kDenseLimit) {
@@ -421,22 +444,30 @@ void Array::removeAt(uint32_t pos, uint32_t count) {
         record->length = static_cast<uint32_t>(slots.length());
         return;
     }
-    SparseArray& map = sparseStore(record)->map;
-    SortedKeys sorted(map);
-    uint32_t newLength = 0;
-    for (int32_t k = 0; k < sorted.count; ++k) {
-        const uint32_t key = sorted.keys[k];
+    // Keys below pos stay, keys in [pos, pos + count) go, later keys move down by count. The length
+    // becomes the number of keys below pos, or the last moved key + 1 when any moved: the rule it always
+    // had. A range that runs past the largest index takes every key from pos on (so nothing can move
+    // onto a key that stays).
+    const bool toTheEnd = count > kLastIndex - pos;
+    uint32_t newLength = 0, highestMoved = 0;
+    bool anyMoved = false;
+    SimpleArray keys;
+    sparseStore(record)->map.getKeys(keys);
+    for (int32_t k = 0; k < keys.length(); ++k) {
+        const uint32_t key = static_cast<uint32_t>(keys[k]);
         if (key < pos) {
-            ++newLength; // the count of keys below pos, as the length was always computed
-        } else if (key >= end) {
-            Variant* value = reinterpret_cast<Variant*>(map.remove(static_cast<int32_t>(key)));
-            map.set(static_cast<int32_t>(key - count), reinterpret_cast<intptr_t>(value));
-            newLength = key - count + 1;
-        } else {
-            delete reinterpret_cast<Variant*>(map.remove(static_cast<int32_t>(key)));
+            ++newLength;
+        } else if (!toTheEnd && key >= end && (!anyMoved || key - count > highestMoved)) {
+            highestMoved = key - count;
+            anyMoved = true;
         }
     }
-    record->length = newLength;
+    rekeySparse([pos, end, count, toTheEnd](uint32_t key, uint32_t& moved) {
+        if (key < pos) return (moved = key), true;
+        if (toTheEnd || key < end) return false;
+        return (moved = key - count), true;
+    });
+    record->length = anyMoved ? highestMoved + 1 : newLength;
 }
 
 void Array::deleteAt(uint32_t pos) {
@@ -488,10 +519,13 @@ void Array::toString(String& out) const {
             bool self = false;
             for (int d = 0; inner && d < textDepth; ++d)
                 self |= inner->record == recordsInText[d];
-            if (self)
+            if (self) {
                 out += u"[this]";
-            else if (element.isDefined())
-                out += element.getString();
+            } else if (element.isDefined()) {
+                String piece;
+                element.toString(piece);
+                out += piece;
+            }
         }
     } catch (...) {
         // Text is best effort: anything that fails part way (exhaustion included) gives "".

@@ -15,11 +15,12 @@ int32_t skipBlanks(const String& text, int32_t pos) {
     return pos;
 }
 
-// The end of an unquoted value: the next "," outside quotes and brackets, or the end of the text.
-int32_t findValueEnd(const String& text, int32_t pos) {
+// Walks text from pos, skipping quoted parts (either quote character opens a quote that only the same
+// character closes; a backslash escapes the next unit), and returns the first position outside quotes
+// where stop(unit) holds, or the length.
+template <class Stop> int32_t scanOutsideQuotes(const String& text, int32_t pos, Stop stop) {
     const unsigned short* units = text.wstr();
     unsigned short quote = 0;
-    int32_t depth = 0;
     for (; pos < text.length(); ++pos) {
         unsigned short c = units[pos];
         if (quote) {
@@ -29,15 +30,21 @@ int32_t findValueEnd(const String& text, int32_t pos) {
                 quote = 0;
         } else if (c == '"' || c == '\'') {
             quote = c;
-        } else if (c == '[' || c == '{') {
-            ++depth;
-        } else if (c == ']' || c == '}') {
-            --depth;
-        } else if (c == ',' && depth <= 0) {
+        } else if (stop(c)) {
             break;
         }
     }
     return pos;
+}
+
+// The end of an unquoted value: the next "," outside quotes and brackets, or the end of the text.
+int32_t findValueEnd(const String& text, int32_t pos) {
+    int32_t depth = 0;
+    return scanOutsideQuotes(text, pos, [&depth](unsigned short c) {
+        if (c == '[' || c == '{') ++depth;
+        if (c == ']' || c == '}') --depth;
+        return c == ',' && depth <= 0;
+    });
 }
 
 // After a value: blanks, then the end of the text or a "," (consumed). Anything else is malformed.
@@ -71,25 +78,12 @@ bool readWord(const String& token, Variant& out) {
 } // namespace
 
 int32_t findClosingBracket(const String& text, int32_t start, unsigned short open, unsigned short close) {
-    const unsigned short* units = text.wstr();
-    unsigned short quote = 0;
     int32_t depth = 0;
-    for (int32_t pos = start; pos < text.length(); ++pos) {
-        unsigned short c = units[pos];
-        if (quote) {
-            if (c == '\\')
-                ++pos;
-            else if (c == quote)
-                quote = 0;
-        } else if (c == '"' || c == '\'') {
-            quote = c;
-        } else if (c == open) {
-            ++depth;
-        } else if (c == close && --depth == 0) {
-            return pos + 1;
-        }
-    }
-    return -1;
+    int32_t pos = scanOutsideQuotes(text, start, [&depth, open, close](unsigned short c) {
+        if (c == open) ++depth;
+        return c == close && --depth == 0;
+    });
+    return pos < text.length() ? pos + 1 : -1;
 }
 
 bool readValueLiteral(String& text, Variant& out) {

@@ -6,6 +6,7 @@
 #include <quarn/UnicodeUtils.h>
 #include <quarn/Variant.h>
 
+#include <cfloat>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -196,32 +197,71 @@ bool matchesWord(const unsigned short* units, int32_t length, int32_t pos, const
     return true;
 }
 
-// Converts the decimal number (digits, point, exponent) at units[pos...] with correct rounding;
-// returns how many units it read (0 for none).
+const double kExactPow10[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
+                              1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+
+// Converts the decimal number at units[pos...] (digits, an optional point and digits, an exponent
+// only when digits follow its "e" and sign) with correct rounding, as the standard conversion reads
+// it; returns how many units it read (0 for none). Up to 15 significant digits with a small power
+// of ten are exact in one double operation; anything else goes to std::from_chars.
 int32_t readDecimal(const unsigned short* units, int32_t length, int32_t pos, double& value) {
-    int32_t end = pos;
-    while (end < length) {
-        unsigned short c = units[end];
-        if (!(isAsciiDigit(c) || c == '.' || c == 'e' || c == 'E' || c == '+' || c == '-')) break;
-        ++end;
+    const unsigned short* const first = units + pos;
+    const unsigned short* const end = units + length;
+    const unsigned short* p = first;
+    uint64_t mantissa = 0;
+    int32_t significant = 0, scale = 0;
+    // Leading zeros are not significant; at most 19 digits fit the mantissa, later ones only scale.
+    while (p < end && *p == '0')
+        ++p;
+    for (unsigned digit; p < end && (digit = *p - 0x30u) < 10; ++p, ++significant) {
+        if (significant < 19)
+            mantissa = mantissa * 10 + digit;
+        else
+            ++scale;
+    }
+    bool anyDigit = p > first;
+    if (p < end && *p == '.') {
+        const unsigned short* fraction = ++p;
+        if (significant == 0)
+            for (; p < end && *p == '0'; ++p)
+                --scale;
+        for (unsigned digit; p < end && (digit = *p - 0x30u) < 10; ++p, ++significant) {
+            if (significant < 19) mantissa = mantissa * 10 + digit, --scale;
+        }
+        anyDigit |= p > fraction;
+    }
+    if (!anyDigit) return 0;
+    pos = static_cast<int32_t>(p - units);
+    int32_t exponent = 0;
+    if (pos < length && (units[pos] == 'e' || units[pos] == 'E')) {
+        int32_t at = pos + 1;
+        bool negative = false;
+        if (at < length && (units[at] == '+' || units[at] == '-')) negative = units[at++] == '-';
+        if (at < length && isAsciiDigit(units[at])) {
+            for (; at < length && isAsciiDigit(units[at]); ++at)
+                if (exponent < 100000) exponent = exponent * 10 + (units[at] - '0');
+            if (negative) exponent = -exponent;
+            pos = at;
+        }
+    }
+    const int32_t start = static_cast<int32_t>(first - units);
+    const int32_t power = scale + exponent;
+    if (FLT_EVAL_METHOD == 0 && significant <= 15 && power >= -22 && power <= 22) {
+        const double m = static_cast<double>(mantissa);
+        value = power < 0 ? m / kExactPow10[-power] : m * kExactPow10[power];
+        return pos - start;
     }
     NumberBuffer ascii;
-    char* at = ascii.reserve(end - pos);
-    for (int32_t i = pos; i < end; ++i)
-        at[i - pos] = static_cast<char>(units[i]);
-    ascii.commit(end - pos);
+    char* at = ascii.reserve(pos - start);
+    for (int32_t i = start; i < pos; ++i)
+        at[i - start] = static_cast<char>(units[i]);
+    ascii.commit(pos - start);
     double result = 0;
     std::from_chars_result read = std::from_chars(ascii.text(), ascii.text() + ascii.length(), result);
-    if (read.ec == std::errc::invalid_argument) return 0;
     // Out of range: the nearest representable magnitude, as the standard conversion gives.
-    if (read.ec == std::errc::result_out_of_range) {
-        bool tiny = false;
-        for (const char* p = ascii.text(); p < read.ptr; ++p)
-            if (*p == 'e' || *p == 'E') tiny = p[1] == '-';
-        result = tiny ? 0.0 : kInfinity;
-    }
+    if (read.ec == std::errc::result_out_of_range) result = power < 0 ? 0.0 : kInfinity;
     value = result;
-    return static_cast<int32_t>(read.ptr - ascii.text());
+    return pos - start;
 }
 
 // The integer scanner: an optional prefix allowed by flags, then digits of its base. Reports the
@@ -700,6 +740,13 @@ const String& Variant::getString() const {
     return text;
 }
 
+void Variant::toString(String& out) const {
+    if (cachesConversions(kind))
+        out = getString();
+    else
+        doToString(out, 10, 15);
+}
+
 String Variant::getString(int radix) const {
     if (kind != TypeNumber || radix == 10 || radix == 0) return getString();
     return numberToString(value.number, radix, 15, 0);
@@ -831,6 +878,17 @@ double Variant::scanDouble(const String& text, int32_t flags, String* rest) {
         return kNaN;
     }
     const int32_t numberStart = pos;
+    const bool prefixed = pos + 1 < length && units[pos] == '0' &&
+                          (((flags & ScanHexPrefix) && (units[pos + 1] == 'x' || units[pos + 1] == 'X')) ||
+                           ((flags & ScanOctalPrefix) && isAsciiDigit(units[pos + 1])));
+    if (!prefixed) {
+        // Decimal: the integer scanner's digits and the decimal re-read are one pass.
+        int32_t read = readDecimal(units, length, numberStart, result);
+        setRest(rest, text, numberStart + read);
+        if (read == 0) return kNaN;
+        if (!acceptsRemainder(units, length, numberStart + read, flags)) return kNaN;
+        return sign * result;
+    }
     int base = 10;
     bool any = false;
     result = readInteger(units, length, pos, flags, base, any);

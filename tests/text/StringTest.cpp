@@ -359,6 +359,10 @@ TEST(String, SplitWalksASeparatedList) {
     String whole(u"abc");
     EXPECT_EQ(whole.split(','), u"abc");
     EXPECT_EQ(whole.length(), 0);
+    String padded(u"  no separator");
+    String other = padded;
+    EXPECT_EQ(padded.split(','), u"no separator");
+    EXPECT_EQ(other, u"  no separator") << "the stripped field never trims a buffer someone else holds";
 
     String words(u"one::two");
     EXPECT_EQ(words.split(u"::"), u"one");
@@ -376,6 +380,12 @@ TEST(String, StripRemovesControlUnitsAndBlanksAtBothEnds) {
     String inner(u"a  b");
     inner.strip();
     EXPECT_EQ(inner, u"a  b");
+    // The leading trim copies only up to the first 0 unit (kept), but the text stays terminated.
+    const unsigned short zeros[] = {' ', 'a', 0, 'b', 'c'};
+    String embedded(zeros, 5);
+    embedded.strip();
+    EXPECT_EQ(embedded, String(u"a\0\0b", 4));
+    EXPECT_EQ(embedded.wstr()[4], 0);
 
     // The leading trim writes into the buffer in place, shared or not: a kept behaviour, which is why
     // only strings whose buffer the caller owns are stripped.

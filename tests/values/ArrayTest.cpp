@@ -177,6 +177,15 @@ TEST(Array, KeptLengthRulesOfTheSparseAndDenseForms) {
     tail[40] = 2;
     tail.removeAt(150, 1);
     EXPECT_EQ(tail.length(), 1u) << "one key below the position";
+
+    // A range past the largest index takes everything from the position on, the largest index too.
+    Array edge;
+    edge[0] = 1;
+    edge[4294967295u] = 2;
+    edge.removeAt(104, 4294967295u);
+    EXPECT_EQ(edge.length(), 1u);
+    EXPECT_EQ(edge[0].getDouble(), 1);
+    EXPECT_FALSE(edge.isDefined(4294967295u));
 }
 
 TEST(Array, EqualityComparesFormsHolesAndValues) {

@@ -1,0 +1,80 @@
+// Encoder: the converter between the library's UTF-16 text and one external byte encoding. Every
+// conversion between bytes and text goes through one: strings, values and text files take them by
+// name from a process-wide registry that owns them. Hosts may derive their own.
+//
+// The conversions take counts in and out: srcLen and dstLen enter as the units available (bytes on
+// the byte side, 16-bit units on the text side) and leave as the units consumed and written. A
+// conversion stops when either side runs out; a character that does not fit is not consumed. The
+// result is 0 or one of ErrConversion (a replacement was written), ErrPartialMultibyte (the source
+// ends inside a character) and ErrCannotConvert; what was written stays written.
+#ifndef QUARN_ENCODER_H
+#define QUARN_ENCODER_H
+
+#include <quarn/ErrorCodes.h>
+#include <quarn/Root.h>
+
+namespace Quarn {
+
+class String;
+
+class QUARN_API Encoder : public Root {
+public:
+    ~Encoder() override;
+
+    // The alias list: names separated by "," without blanks, the canonical name first.
+    virtual const unsigned short* getNames() const = 0;
+
+    // Asked by the registry for a name nobody has registered; returns an encoder that serves it, or
+    // null. The registry makes no difference between a const and a mutable encoder here.
+    virtual Encoder* find(const String& name) const;
+
+    // The older length interface: units or bytes the source converts to, -1 when unknown.
+    virtual int32_t getDecodedLength(const char* src, int32_t len);
+    virtual int32_t getEncodedLength(const unsigned short* src, int32_t len);
+
+    // Converts with toUnicode/toMBCS and keeps the counts and the result for getSrcCount,
+    // getDstCount and getError; also returns the result. continued is false on the first call over
+    // a text and true when a later call goes on with the same text.
+    virtual int16_t decode(const char* src, int32_t srcLen, unsigned short* dst, int32_t dstLen,
+                           bool continued);
+    virtual int16_t encode(const unsigned short* src, int32_t srcLen, char* dst, int32_t dstLen,
+                           bool continued);
+
+    // Length queries: out receives the units (or bytes) the whole source converts to, or -1 when
+    // that can't be told without converting (the caller then converts in chunks).
+    virtual int16_t getUnicodeLength(const char* src, int32_t len, int32_t& out) const;
+    virtual int16_t getMBCSLength(const unsigned short* src, int32_t len, int32_t& out) const;
+
+    // The conversions proper (see the contract above). An encoder that does not implement them
+    // returns ErrInternal.
+    virtual int16_t toUnicode(const char* src, int32_t& srcLen, unsigned short* dst, int32_t& dstLen,
+                              bool continued) const;
+    virtual int16_t toMBCS(const unsigned short* src, int32_t& srcLen, char* dst, int32_t& dstLen,
+                           bool continued) const;
+
+    // What the last decode or encode did.
+    int32_t getSrcCount() const { return srcCount; }
+    int32_t getDstCount() const { return dstCount; }
+    int16_t getError() const { return error; }
+    // Fixed bytes per character, 0 when the width varies; the file reader reads characters by it.
+    int32_t getMapping() const { return mapping; }
+    // Whether the length queries and toUnicode/toMBCS are implemented.
+    bool hasNewAPI() const { return newAPI; }
+
+protected:
+    // A plain encoder is one byte per character and implements only the older interface.
+    explicit Encoder(int32_t mapping = 1, bool newAPI = false);
+    Encoder(const Encoder&) = delete;
+    Encoder& operator=(const Encoder&) = delete;
+
+private:
+    int32_t srcCount;
+    int32_t dstCount;
+    int32_t mapping;
+    int16_t error;
+    bool newAPI;
+};
+
+} // namespace Quarn
+
+#endif

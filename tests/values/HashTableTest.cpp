@@ -1,0 +1,190 @@
+#include "support/TestAllocator.h"
+
+#include <quarn/HashTable.h>
+
+#include <gtest/gtest.h>
+
+#include <new>
+#include <string>
+#include <vector>
+
+using namespace Quarn;
+using quarn_test::liveBlocks;
+
+namespace Quarn {
+struct HashTableAccess {
+    static int32_t buckets(const HashTable& t) { return t.buckets.length(); }
+};
+} // namespace Quarn
+
+namespace {
+
+using Keys = std::vector<std::u16string>;
+
+int32_t bucketsOf(const HashTable& t) {
+    return HashTableAccess::buckets(t);
+}
+
+std::u16string text(const String& s) {
+    return std::u16string(reinterpret_cast<const char16_t*>(s.wstr()), s.length());
+}
+
+Keys keysOf(const HashTable& t) {
+    TSimpleArray<const String> keys;
+    t.getKeys(keys);
+    const TSimpleArray<const String>& view = keys;
+    Keys out;
+    for (int32_t i = 0; i < view.length(); ++i)
+        out.push_back(text(*view[i]));
+    return out;
+}
+
+TEST(HashTable, HashFoldsCaseAndReadsFiveUnits) {
+    EXPECT_EQ(HashTable::hashKey(String()), 0u);
+    EXPECT_EQ(HashTable::hashKey(static_cast<const unsigned short*>(nullptr)), 0u);
+    EXPECT_EQ(HashTable::hashKey(String(u"abcdefghij")), ((((65u * 2 + 66) * 2 + 67) * 2 + 68) * 2 + 69));
+    EXPECT_EQ(HashTable::hashKey(String(u"colorless")), HashTable::hashKey(u"COLORFUL"));
+    EXPECT_EQ(HashTable::hashKey(u"\u00e9t\u00e9"), HashTable::hashKey(String(u"\u00c9T\u00c9"))); // towupper
+}
+
+TEST(HashTable, EachLookupChoosesItsCaseRule) {
+    HashTable t;
+    t.set(String(u"Color"), 1);
+    EXPECT_EQ(t.find(u"COLOR", true), 1);
+    EXPECT_EQ(t.find(u"COLOR", false), 0);
+
+    // A caseless set replaces the value and takes the new spelling.
+    EXPECT_EQ(text(t.set(String(u"COLOR"), 2, true)), u"COLOR");
+    EXPECT_EQ(t.length(), 1);
+    EXPECT_EQ(t.find(u"Color"), 0);
+    EXPECT_EQ(t.find(u"cOLOr", true), 2);
+
+    // A case-sensitive set of another spelling is a new entry at the head of the same chain, which
+    // is the one a caseless lookup finds first.
+    t.set(String(u"color"), 3);
+    EXPECT_EQ(t.length(), 2);
+    EXPECT_EQ(t.find(u"Color", true), 3);
+
+    // Keys sharing the hashed prefix are told apart by the rest; text lookups stop at the terminator.
+    t.set(String(u"colorless"), 4);
+    EXPECT_EQ(t.find(u"colo"), 0);
+    EXPECT_EQ(t.find(u"COLORLESS", true), 4);
+    EXPECT_EQ(t.find(String(u"colorlesS")), 0);
+    t.set(String(), 9);
+    EXPECT_EQ(t[static_cast<const unsigned short*>(nullptr)], 9); // null text is the empty key
+    t.set(String(u"\u00e9t\u00e9"), 5);
+    EXPECT_EQ(t.find(u"\u00c9T\u00c9", true), 5);
+    EXPECT_EQ(t.find(u"\u00c9T\u00c9"), 0);
+}
+
+TEST(HashTable, LoadRulesDoubleAndHalveTheBuckets) {
+    const char16_t* names[] = {u"a0", u"a1", u"a2", u"a3", u"a4", u"a5", u"a6", u"a7", u"a8", u"a9"};
+    HashTable t;
+    for (int i = 0; i < 9; ++i)
+        t.set(String(names[i]), i + 1);
+    EXPECT_EQ(bucketsOf(t), 16); // the 9th saw 8 * 100 / 16 = 50
+    t.set(String(names[9]), 10); // the 10th saw 56
+    EXPECT_EQ(bucketsOf(t), 32);
+
+    HashTable s;
+    for (int i = 0; i < 5; ++i)
+        s.set(String(names[i]), i + 1);
+    EXPECT_EQ(s.remove(u"A0"), 0); // absent case-sensitively: nothing shrinks
+    EXPECT_EQ(bucketsOf(s), 16);
+    EXPECT_EQ(s.remove(u"A0", true), 1);
+    EXPECT_EQ(bucketsOf(s), 8); // 4 * 100 / 16 = 25
+}
+
+TEST(HashTable, SearchingAndRemovingByValue) {
+    HashTable t; // one-unit keys hash to their code: A to D fill buckets 1 to 4
+    t.set(String(u"A"), 5);
+    t.set(String(u"B"), 0);
+    t.set(String(u"C"), 5);
+    t.set(String(u"D"), 7);
+    SimpleArray values;
+    t.getData(values);
+    ASSERT_EQ(values.length(), 2);
+    EXPECT_EQ(values[0], 5);
+    EXPECT_EQ(values[1], 7);
+    EXPECT_EQ(text(*t.findKey(5)), u"A");
+    EXPECT_EQ(t.findKey(6), nullptr);
+    t.removeData(5);
+    EXPECT_EQ(keysOf(t), Keys({u"D", u"B"})); // shrunk to 4 buckets on the way
+}
+
+bool dropLowerCase(const String& key, intptr_t* value, intptr_t data) {
+    *value += 100;
+    if (key.wstr()[0] < 'a') return true;
+    reinterpret_cast<std::vector<const String*>*>(data)->push_back(&key);
+    return false;
+}
+
+TEST(HashTable, ForEachUnlinksWithoutCountingOrLeaking) {
+    int32_t start = liveBlocks();
+    HashTable t;
+    for (const char16_t* key : {u"A", u"a", u"Q", u"b"})
+        t.set(String(key), 1); // A, a, Q share bucket 1
+    std::vector<const String*> dropped;
+    t.forEach(dropLowerCase, reinterpret_cast<intptr_t>(&dropped));
+    EXPECT_EQ(t.find(u"Q"), 101);
+    EXPECT_FALSE(t.hasKey(u"B", true));
+    EXPECT_EQ(t.length(), 4); // still counted: 4 of 16 shrinks the table after the walk
+    EXPECT_EQ(bucketsOf(t), 8);
+    EXPECT_EQ(keysOf(t), Keys({u"A", u"Q"}));
+    ASSERT_EQ(dropped.size(), 2u);
+    EXPECT_EQ(text(*dropped[0]), u"a"); // the keys the callback saw stay alive with the table
+    EXPECT_EQ(text(*dropped[1]), u"b");
+    t.set(String(u"a"), 20);
+    t.erase();
+    EXPECT_EQ(liveBlocks(), start);
+}
+
+TEST(HashTable, CopiesHoldTheSameEntriesButMayCompareUnequal) {
+    HashTable a;
+    a.set(String(u"A"), 1);
+    a.set(String(u"B"), 2);
+    HashTable b(a);
+    EXPECT_EQ(a, b);
+    b.set(String(u"B"), 3);
+    EXPECT_NE(a, b);
+
+    HashTable c;
+    c.set(String(u"A"), 1);
+    c.set(String(u"Q"), 2); // same bucket as A
+    HashTable d(c);
+    EXPECT_EQ(d.find(u"Q"), 2);
+    EXPECT_NE(c, d); // the copy built the chain in walking order, reversing it
+    d = a;
+    EXPECT_EQ(d, a);
+
+    HashTable upper, lower;
+    upper.set(String(u"KEY"), 1);
+    lower.set(String(u"key"), 1);
+    EXPECT_NE(upper, lower); // keys compare case-sensitively...
+    upper += lower;          // ...and += sets case-sensitively
+    EXPECT_EQ(upper.length(), 2);
+}
+
+TEST(HashTable, ExhaustionKeepsTheTableConsistent) {
+    quarn_test::TestAllocator allocator;
+    quarn_test::ScopedAllocator scope(allocator);
+    {
+        String key(u"name");
+        HashTable t;
+        allocator.failAt(2); // the item, after the first buckets
+        EXPECT_THROW(t.set(key, 1), std::bad_alloc);
+        EXPECT_FALSE(t.hasKey(key));
+        t.set(key, 1);
+        allocator.failAt(1); // the shrink cannot allocate; the removal still happens
+        EXPECT_EQ(t.remove(key), 1);
+        EXPECT_EQ(t.length(), 0);
+        for (const char16_t* k : {u"one", u"two", u"three"})
+            t.set(String(k), 1);
+        allocator.failAt(2);
+        EXPECT_THROW(HashTable copy(t), std::bad_alloc);
+        allocator.failAt(0);
+    }
+    EXPECT_EQ(allocator.outstanding, 0);
+}
+
+} // namespace
