@@ -1,6 +1,7 @@
 #include "errors/ErrorRegistry.h"
 
 #include <quarn/Error.h>
+#include <quarn/HashTable.h>
 #include <quarn/SparseArray.h>
 
 namespace Quarn {
@@ -126,8 +127,8 @@ UserError::~UserError() = default;
 // can tell from keeping it (an empty registry answers every question like no registry), and which
 // gives the memory back to the heap's accounting once a host has withdrawn all its definitions.
 struct ErrorRegistry : public Heap {
-    SparseArray entries;                // absolute code -> UserError*
-    TSimpleArray<UserError> classNames; // TEMPORARY: becomes a HashTable keyed by name (value 1)
+    SparseArray entries;  // absolute code -> UserError*
+    HashTable classNames; // class name -> 1
 };
 
 ErrorRegistry* registry = nullptr;
@@ -137,34 +138,7 @@ const UserError* findUserError(int16_t absCode) {
 }
 
 bool hasClass(const String& name) {
-    if (!registry) return false;
-    for (int32_t i = 0; i < registry->classNames.length(); ++i)
-        if (registry->classNames[i]->className == name) return true;
-    return false;
-}
-
-void addClass(const String& name) {
-    if (hasClass(name)) return;
-    UserError* holder = new UserError;
-    holder->className = name;
-    try {
-        registry->classNames.append(holder);
-    } catch (...) {
-        delete holder;
-        throw;
-    }
-}
-
-void removeClass(const String& name) {
-    for (int32_t i = 0; i < registry->classNames.length(); ++i)
-        if (registry->classNames[i]->className == name) {
-            delete registry->classNames.removeAt(i);
-            return;
-        }
-}
-
-int32_t classCount() {
-    return registry->classNames.length();
+    return registry && registry->classNames.hasKey(name);
 }
 
 void freeRegistry() {
@@ -176,14 +150,12 @@ void freeRegistry() {
             return true;
         },
         0);
-    for (int32_t i = 0; i < registry->classNames.length(); ++i)
-        delete registry->classNames[i];
     delete registry;
     registry = nullptr;
 }
 
 void freeRegistryIfEmpty() {
-    if (registry && registry->entries.length() == 0 && classCount() == 0) freeRegistry();
+    if (registry && registry->entries.length() == 0 && registry->classNames.length() == 0) freeRegistry();
 }
 
 } // namespace
@@ -217,14 +189,14 @@ void Error::defineError(int16_t code, const unsigned short* text, const unsigned
     UserError* user = reinterpret_cast<UserError*>(registry->entries.find(absCode));
     UserError* made = nullptr;
     try {
-        if (!classWasKnown) addClass(newClass);
+        if (!classWasKnown) registry->classNames.set(newClass, 1);
         if (!user) {
             user = made = new UserError;
             registry->entries.set(absCode, reinterpret_cast<intptr_t>(made));
         }
     } catch (...) {
         delete made;
-        if (!classWasKnown) removeClass(newClass);
+        if (!classWasKnown) registry->classNames.remove(newClass);
         freeRegistryIfEmpty();
         throw;
     }
@@ -240,7 +212,7 @@ void Error::undefineError(int16_t code) {
     const int16_t absCode = absoluteCode(code);
     if (!registry || !registry->entries.hasKey(absCode)) return;
     UserError* user = reinterpret_cast<UserError*>(registry->entries.remove(absCode));
-    removeClass(user->className);
+    registry->classNames.remove(user->className);
     delete user;
     freeRegistryIfEmpty();
 }
