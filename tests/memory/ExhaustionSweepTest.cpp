@@ -4,6 +4,8 @@
 
 #include <quarn/Allocator.h>
 #include <quarn/Array.h>
+#include <quarn/Error.h>
+#include <quarn/Localizer.h>
 #include <quarn/SimpleArray.h>
 #include <quarn/SparseArray.h>
 #include <quarn/String.h>
@@ -162,6 +164,39 @@ TEST(ExhaustionSweep, SparseArrayRemovalKeepsItsBucketsWhenShrinkingFails) {
     EXPECT_EQ(map.length(), 10);
     for (int32_t k = 30; k < 40; ++k)
         EXPECT_EQ(map.find(k * 7), k + 1);
+}
+
+// Errors absorb exhaustion: the handle turns into the out-of-memory record instead of throwing.
+TEST(ExhaustionSweep, ErrorPushes) {
+    const String name(u"name"), source(u"script.js"); // made before the sweep: only pushes allocate
+    EXPECT_GT(sweepAllocations(
+                  "Error pushes",
+                  [&] {
+                      Error error;
+                      error.push(ErrUndefined, name);
+                      Error shared = error;
+                      shared.push(ErrOutOfRange, Variant(42), nullptr);
+                      shared.push(error);
+                      shared.setMoreInfo(source, 3, 40, 7, 2);
+                      return shared.getCode() == ErrOutOfMemory;
+                  },
+                  quarn_test::Exhaustion::Absorbed),
+              1);
+}
+
+TEST(ExhaustionSweep, Localize) {
+    EXPECT_GT(sweepAllocations("localize",
+                               [] {
+                                   Array args;
+                                   args += u"first";
+                                   args += 2.5;
+                                   String text =
+                                       Localizer::get().localize(String(u"%1 and %2 of %3%%"), args);
+                                   String direct(u"%2-%1");
+                                   const unsigned short* pieces[] = {text.wstr(), direct.wstr()};
+                                   direct.localize(2, pieces);
+                               }),
+              1);
 }
 
 } // namespace
