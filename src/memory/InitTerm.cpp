@@ -11,7 +11,7 @@ const ModuleStep kModules[] = {
     {"memory", memoryModule},
     {"String", stringModule},
     {"Localizer", nullptr},
-    {"encoders", nullptr},
+    {"encoders", encodersModule},
     {"errors", nullptr},
     {"time", timeModule},
     {"Variant", variantModule},

@@ -10,6 +10,7 @@ namespace detail {
 
 void memoryModule(bool start);
 void stringModule(bool start);
+void encodersModule(bool start);
 void timeModule(bool start);
 void variantModule(bool start);
 
