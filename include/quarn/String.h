@@ -189,7 +189,8 @@ public:
     // buffer that the whole process shares: out points at the bytes, which a 0 byte follows, and
     // stays valid until the next encode of any String. decode replaces the text by the bytes
     // (len < 0: up to the first 0 byte) decoded with enc. Both return the encoder's status: 0, or
-    // the code of the first conversion problem met (the text then holds what could be converted).
+    // the code of the first conversion problem met (the result then holds what could be converted;
+    // nothing when the encoder refused the whole source in its length query).
     int16_t encode(const char*& out, int32_t& len, Encoder* enc = nullptr) const;
     const char* encode(Encoder* enc = nullptr) const;
     // The byte count of the last encode of any String.

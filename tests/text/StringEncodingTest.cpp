@@ -49,45 +49,36 @@ String decoded(const std::string& bytes, Encoder* encoder, int16_t* status = nul
 }
 
 // Latin-1 by hand, with no length query, recording how it is called: the string layer must then
-// go in pieces.
+// go in pieces. A refusing one converts nothing.
 struct Recorder : Encoder {
-    Recorder() : Encoder(1, true) {}
+    explicit Recorder(bool refuses = false) : Encoder(1, true), refuses(refuses) {}
     const unsigned short* getNames() const override {
         return reinterpret_cast<const unsigned short*>(u"X-RECORDER");
     }
+    template <class From, class To>
+    int16_t convert(const From* src, int32_t& srcLen, To* dst, int32_t& dstLen, bool continued) const {
+        calls.push_back({srcLen, dstLen, continued});
+        int32_t n = refuses ? 0 : srcLen < dstLen ? srcLen : dstLen;
+        for (int32_t i = 0; i < n; ++i)
+            dst[i] = static_cast<To>(static_cast<unsigned char>(src[i]));
+        srcLen = dstLen = n;
+        return refuses ? ErrConversion : ErrNone;
+    }
     int16_t toUnicode(const char* src, int32_t& srcLen, unsigned short* dst, int32_t& dstLen,
                       bool continued) const override {
-        calls.push_back({srcLen, dstLen, continued});
-        int32_t n = srcLen < dstLen ? srcLen : dstLen;
-        for (int32_t i = 0; i < n; ++i)
-            dst[i] = static_cast<unsigned char>(src[i]);
-        srcLen = dstLen = n;
-        return ErrNone;
+        return convert(src, srcLen, dst, dstLen, continued);
     }
     int16_t toMBCS(const unsigned short* src, int32_t& srcLen, char* dst, int32_t& dstLen,
                    bool continued) const override {
-        calls.push_back({srcLen, dstLen, continued});
-        int32_t n = srcLen < dstLen ? srcLen : dstLen;
-        for (int32_t i = 0; i < n; ++i)
-            dst[i] = static_cast<char>(src[i]);
-        srcLen = dstLen = n;
-        return ErrNone;
+        return convert(src, srcLen, dst, dstLen, continued);
     }
     struct Call {
         int32_t srcLen;
         int32_t dstLen;
         bool continued;
     };
+    bool refuses;
     mutable std::vector<Call> calls;
-};
-
-// Refuses everything without consuming anything.
-struct Refuser : Recorder {
-    int16_t toUnicode(const char*, int32_t& srcLen, unsigned short*, int32_t& dstLen, bool) const override {
-        calls.push_back({srcLen, dstLen, false});
-        srcLen = dstLen = 0;
-        return ErrConversion;
-    }
 };
 
 class StringEncoding : public FreshRegistry {
@@ -104,11 +95,7 @@ const char16_t kMixed[] = u"abc \u00E9\u20AC \u0416\u4E2D \U0001F600 end";
 TEST_F(StringEncoding, TextRoundTripsThroughTheBuiltInEncoders) {
     EXPECT_EQ(encoded(kMixed, named(u"UTF-8")),
               "abc \xC3\xA9\xE2\x82\xAC \xD0\x96\xE4\xB8\xAD \xF0\x9F\x98\x80 end");
-    EXPECT_EQ(encoded(u"a\u20AC", named(u"UCS-2BE")), std::string("\0a\x20\xAC", 4));
-    EXPECT_EQ(encoded(u"a\u20AC", named(u"UCS-4LE")), std::string("a\0\0\0\xAC\x20\0\0", 8));
-    EXPECT_EQ(encoded(u"\u00E9\u20AC", named(u"windows-1252")), "\xE9\x80");
     EXPECT_EQ(encoded(u"\u00E9\u20AC", named(u"MACINTOSH")), "\x8E\xDB");
-
     struct Case {
         const char16_t* encoder;
         const char16_t* text;
@@ -119,19 +106,16 @@ TEST_F(StringEncoding, TextRoundTripsThroughTheBuiltInEncoders) {
         {u"UCS-4BE", u"\u0416\uFFFD"},
         {u"CP1252", u"a\u00E9\u20AC"},
         {u"X-MAC-ROMAN", u"a\u00E9\u20AC"},
-        {u"BINARY", u"\u00FF\u0001"},
-        {u"ISO-8859-1", u"\u00A0z"},
     };
     for (const Case& c : cases) {
-        Encoder* encoder = named(c.encoder);
         int16_t out = -1, in = -1;
-        String back = decoded(encoded(c.text, encoder, &out), encoder, &in);
+        EXPECT_EQ(decoded(encoded(c.text, named(c.encoder), &out), named(c.encoder), &in), c.text);
         EXPECT_EQ(out, 0);
         EXPECT_EQ(in, 0);
-        EXPECT_EQ(back, c.text);
     }
 
-    // Long texts: pieces, and a UTF-8 length query that counts each four-byte sequence as one unit.
+    // Long texts, and a UTF-8 length query that counts each four-byte sequence as one unit: the
+    // one call stops short and the rest follows in pieces.
     String emoji;
     for (int i = 0; i < 3000; ++i)
         emoji += u"\U0001F600";
@@ -154,7 +138,6 @@ TEST_F(StringEncoding, DecodeTakesLengthsNullsAndTheDefaultEncoder) {
     EXPECT_EQ(text, u"ab");
     EXPECT_EQ(text.decode(nullptr, 5, latin1), 0);
     EXPECT_EQ(text.length(), 0);
-    EXPECT_EQ(String("caf\xE9", latin1), u"caf\u00E9");
 
     // Without an encoder: the default one, whatever the system encoder is.
     Encoder& system = Encoder::getSystem();
@@ -168,6 +151,11 @@ TEST_F(StringEncoding, DecodeTakesLengthsNullsAndTheDefaultEncoder) {
     printed.print(u"%s|%c|%.1s", "\x80\x80", '\x80', "\x93x");
     EXPECT_EQ(printed, u"\u20AC\u20AC|\u20AC|\u201C");
     EXPECT_EQ(&Encoder::getSystem(), &system);
+    Recorder host; // the default, yet not registered
+    Encoder::setDefault(host);
+    EXPECT_EQ(String("ab"), u"ab");
+    EXPECT_EQ(host.calls.size(), 1u);
+    EXPECT_EQ(Encoder::get(u"X-RECORDER"), nullptr);
 
     Encoder::setDefault(*named(u"UTF-8"));
     EXPECT_EQ(Variant("caf\xC3\xA9").getString(), u"caf\u00E9");
@@ -177,8 +165,6 @@ TEST_F(StringEncoding, DecodeTakesLengthsNullsAndTheDefaultEncoder) {
             "ana";
     EXPECT_EQ(value.getString(), u"ma\u00F1ana");
     EXPECT_EQ(Variant("\xE9", latin1).getString(), u"\u00E9");
-    value.setString("\x80", named(u"CP1252"));
-    EXPECT_EQ(value.getString(), u"\u20AC");
 }
 
 TEST_F(StringEncoding, TheStatusIsTheFirstProblemAndTheTextWhatCouldBeConverted) {
@@ -201,7 +187,7 @@ TEST_F(StringEncoding, TheStatusIsTheFirstProblemAndTheTextWhatCouldBeConverted)
     EXPECT_EQ(encoded(String(unitsOf({'a', 0xDC00, 'b'})), utf8, &status), "a");
     EXPECT_EQ(status, ErrConversion);
 
-    Refuser refuser;
+    Recorder refuser(true);
     EXPECT_EQ(decoded("abc", &refuser, &status).length(), 0);
     EXPECT_EQ(status, ErrConversion);
     EXPECT_LE(refuser.calls.size(), 2u) << "no progress ends the conversion";
@@ -225,110 +211,79 @@ TEST_F(StringEncoding, WithoutALengthTheTextGoesInPiecesOf2048) {
     recorder.calls.clear();
     EXPECT_EQ(encoded(text, &recorder), bytes);
     ASSERT_EQ(recorder.calls.size(), 3u);
-    for (size_t i = 0; i < 3; ++i) {
-        EXPECT_EQ(recorder.calls[i].dstLen, 2048);
-        EXPECT_EQ(recorder.calls[i].continued, i > 0);
-    }
+    EXPECT_EQ(recorder.calls[2].dstLen, 2048);
+    EXPECT_TRUE(recorder.calls[2].continued);
     // The buffer grew with the total, exactly, keeping what was there.
     EXPECT_EQ(EncodingScratch::capacity(), 5001u);
-
-    // An encoder that can tell the size converts in one call.
-    recorder.calls.clear();
-    EXPECT_EQ(encoded(text, named(u"ISO-8859-1")), bytes);
-    EXPECT_EQ(decoded(bytes, named(u"ISO-8859-1")), text);
 }
 
 TEST_F(StringEncoding, TheScratchBufferGrowsToExactlyTheNeedAndDropsLargeOnes) {
     Encoder* binary = &Encoder::getBinary();
-    EXPECT_EQ(EncodingScratch::capacity(), 0u);
-    String abc(u"abc");
-    const char* first = abc.encode(binary);
-    EXPECT_STREQ(first, "abc");
+    String text(u"abc");
+    EXPECT_STREQ(text.encode(binary), "abc");
     EXPECT_EQ(EncodingScratch::capacity(), 4u);
-    EXPECT_EQ(String::getEncodedLength(), 3);
-
-    String text;
-    text.setup('x', 10);
-    text.encode(binary);
-    EXPECT_EQ(EncodingScratch::capacity(), 11u);
-    const char* shorter = String(u"yz").encode(binary);
-    EXPECT_EQ(EncodingScratch::capacity(), 11u) << "a small buffer larger than needed is kept";
-    EXPECT_STREQ(shorter, "yz");
-    EXPECT_EQ(String::getEncodedLength(), 2);
-    EXPECT_EQ(String().encode(binary)[0], 0);
-    EXPECT_EQ(String::getEncodedLength(), 0);
-
-    // Above 16384 bytes a buffer larger than needed is dropped for an exact one.
-    text.setup('x', 16383);
-    text.encode(binary);
-    EXPECT_EQ(EncodingScratch::capacity(), 16384u);
-    abc.encode(binary);
-    EXPECT_EQ(EncodingScratch::capacity(), 16384u);
-    text.setup('x', 16384);
-    text.encode(binary);
-    EXPECT_EQ(EncodingScratch::capacity(), 16385u);
+    auto capacityAfter = [&](int32_t n) {
+        text.setup('x', n);
+        text.encode(binary);
+        EXPECT_EQ(String::getEncodedLength(), n);
+        EXPECT_EQ(EncodingScratch::data()[n], 0);
+        return EncodingScratch::capacity();
+    };
+    EXPECT_EQ(capacityAfter(10), 11u);
+    EXPECT_EQ(capacityAfter(2), 11u) << "a buffer larger than needed is kept...";
+    EXPECT_EQ(capacityAfter(16383), 16384u);
+    EXPECT_EQ(capacityAfter(3), 16384u);
+    EXPECT_EQ(capacityAfter(16384), 16385u);
     const char* data = EncodingScratch::data();
-    text.encode(binary);
-    EXPECT_EQ(EncodingScratch::data(), data) << "the same need keeps the buffer";
-    abc.encode(binary);
-    EXPECT_EQ(EncodingScratch::capacity(), 4u);
+    EXPECT_EQ(capacityAfter(16384), 16385u);
+    EXPECT_EQ(EncodingScratch::data(), data);
+    EXPECT_EQ(capacityAfter(3), 4u) << "...unless it holds more than 16384 bytes";
+    EXPECT_EQ(capacityAfter(0), 4u);
 
     // Growing copies the old contents over.
     std::memcpy(EncodingScratch::reserve(3), "xyz", 3);
     EXPECT_EQ(std::string(EncodingScratch::reserve(100), 3), "xyz");
     EXPECT_EQ(EncodingScratch::capacity(), 101u);
-    EXPECT_EQ(EncodingScratch::data()[100], 0);
 }
 
 TEST_F(StringEncoding, AFailedGrowthFreesTheBufferAndLetsTheExceptionOut) {
-    Encoder* binary = &Encoder::getBinary();
-    String small(u"0123456789");
-    small.encode(binary);
-    String large;
-    large.setup('x', 100);
+    String large, small(u"small");
+    large.setup('x', 20000);
+    large.encode(&Encoder::getBinary());
     {
+        // The large buffer is dropped, and making the exact one fails.
         TestAllocator failing;
         ScopedAllocator scope(failing);
         failing.failAt(1);
-        EXPECT_THROW(large.encode(binary), std::bad_alloc);
+        EXPECT_THROW(small.encode(&Encoder::getBinary()), std::bad_alloc);
         failing.failAt(0);
     }
     EXPECT_EQ(EncodingScratch::data(), nullptr);
     EXPECT_EQ(EncodingScratch::capacity(), 0u);
     EXPECT_EQ(String::getEncodedLength(), 0);
-    EXPECT_EQ(std::string(large.encode(binary)), std::string(100, 'x'));
-
-    // Dropping a large buffer and failing to make the exact one ends the same way.
-    large.setup('x', 20000);
-    large.encode(binary);
-    {
-        TestAllocator failing;
-        ScopedAllocator scope(failing);
-        failing.failAt(1);
-        EXPECT_THROW(small.encode(binary), std::bad_alloc);
-        failing.failAt(0);
-    }
-    EXPECT_EQ(EncodingScratch::data(), nullptr);
-    EXPECT_EQ(EncodingScratch::capacity(), 0u);
+    EXPECT_STREQ(small.encode(&Encoder::getBinary()), "small");
 
     // Every allocation of the conversions failing in turn: the exception comes out, nothing leaks.
     struct ReleaseScratch {
         ~ReleaseScratch() { EncodingScratch::release(); }
     };
+    EncodingScratch::release();
     Recorder recorder;
-    sweepAllocations("encode and decode", [&] {
-        ReleaseScratch release;
-        String text(kMixed);
-        text.encode(named(u"UTF-8"));
-        String pieces;
-        pieces.setup('q', 3000);
-        pieces.encode(&recorder);
-        String back(std::string(4100, 'b').c_str(), &recorder);
-        String uri(u"a b/\u00E9");
-        uri.encodeURI(u"/");
-        uri.decodeURI();
-        Variant bytes("caf\xC3\xA9", named(u"UTF-8"));
-    });
+    EXPECT_GT(sweepAllocations("encode and decode",
+                               [&] {
+                                   ReleaseScratch release;
+                                   String text(kMixed);
+                                   text.encode(named(u"UTF-8"));
+                                   String pieces;
+                                   pieces.setup('q', 3000);
+                                   pieces.encode(&recorder);
+                                   String back(std::string(4100, 'b').c_str(), &recorder);
+                                   String uri(u"a b/\u00E9");
+                                   uri.encodeURI(u"/");
+                                   uri.decodeURI();
+                                   Variant bytes("caf\xC3\xA9", named(u"UTF-8"));
+                               }),
+              10);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -344,33 +299,19 @@ TEST_F(StringEncoding, EncodeURIEscapesEveryUTF8ByteOutsideLettersDigitsAndTheKe
     String all(u"Az09-_.!~*'();/?:@&=+$,#%\"<>\\^`{|}\U0001F600");
     EXPECT_TRUE(all.encodeURI(kUriKeep));
     EXPECT_EQ(all, u"Az09-_.!~*'();/?:@&=+$,#%25%22%3C%3E%5C%5E%60%7B%7C%7D%F0%9F%98%80");
-    String plain(u"a-b c");
-    EXPECT_TRUE(plain.encodeURI(static_cast<const unsigned short*>(nullptr)));
-    EXPECT_EQ(plain, u"a%2Db%20c");
-
-    // keep is compared as units: U+00C3 keeps the byte C3.
-    String accent(u"\u00E9");
+    // keep is compared as units: U+00C3 keeps the byte C3. A 0 byte is always escaped.
+    String accent(unitsOf({0xE9, '-', 0}));
     EXPECT_TRUE(accent.encodeURI(u"\u00C3"));
-    EXPECT_EQ(accent, u"\u00C3%A9");
-    String zero(u"a", 1);
-    zero += static_cast<unsigned short>(0);
-    EXPECT_TRUE(zero.encodeURI(kUriKeep));
-    EXPECT_EQ(zero, u"a%00");
-    String empty;
-    EXPECT_TRUE(empty.encodeURI(kUriKeep));
-    EXPECT_EQ(empty.length(), 0);
+    EXPECT_EQ(accent, u"\u00C3%A9%2D%00");
 
     // No UTF-8 form: false and the text as it was. "UTF8" is whatever encoder the name is bound to.
     String broken(unitsOf({'a', 0xD800}));
     EXPECT_FALSE(broken.encodeURI(kUriKeep));
-    EXPECT_EQ(broken, String(unitsOf({'a', 0xD800})));
+    EXPECT_EQ(broken.length(), 2);
     Encoder::addAlias(Encoder::getAscii(), u"UTF8");
     String text(u"\u00E9 ");
     EXPECT_FALSE(text.encodeURI(kUriKeep));
     EXPECT_EQ(text, u"\u00E9 ");
-    String ascii(u"x y");
-    EXPECT_TRUE(ascii.encodeURI(kUriKeep));
-    EXPECT_EQ(ascii, u"x%20y");
 }
 
 TEST_F(StringEncoding, DecodeURIReadsRunsOfEscapesAsUTF8) {
@@ -378,15 +319,8 @@ TEST_F(StringEncoding, DecodeURIReadsRunsOfEscapesAsUTF8) {
         const char16_t* uri;
         const char16_t* text;
     } cases[] = {
-        {u"%C3%A9%41", u"\u00E9A"},
-        {u"%E9x", u"?x"},
-        {u"%e9%E9", u"?"}, // one rejected run, one "?"
-        {u"%C3%A9%E9%41", u"?"},
-        {u"%C3%A9/%E9/%41", u"\u00E9/?/A"},
-        {u"a%2fb%2F", u"a/b/"},
-        {u"%F0%9F%98%80!", u"\U0001F600!"},
-        {u"no escapes \u4E2D", u"no escapes \u4E2D"},
-        {u"", u""},
+        {u"%C3%A9%41", u"\u00E9A"}, {u"%E9x", u"?x"},       {u"%e9%E9", u"?"}, // one rejected run, one "?"
+        {u"%C3%A9%E9%41", u"?"},    {u"a%2fb%2F", u"a/b/"}, {u"", u""},
     };
     for (const Case& c : cases) {
         String text(c.uri);
@@ -395,8 +329,7 @@ TEST_F(StringEncoding, DecodeURIReadsRunsOfEscapesAsUTF8) {
     }
     String zero(u"%00");
     EXPECT_TRUE(zero.decodeURI());
-    EXPECT_EQ(zero.length(), 1);
-    EXPECT_EQ(zero.wstr()[0], 0);
+    EXPECT_EQ(zero, unitsOf({0}));
 
     for (const char16_t* bad : {u"%4", u"%G1", u"abc%", u"%%", u"%C3%A", u"ok%4g"}) {
         String text(bad);
