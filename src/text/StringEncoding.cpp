@@ -47,7 +47,7 @@ private:
 // Bytes held for decodeURI, freed through Heap whatever happens.
 class PendingBytes {
 public:
-    PendingBytes() : bytes(nullptr), count(0) {}
+    PendingBytes() : bytes(nullptr), count(0), utf8(nullptr) {}
     ~PendingBytes() { Heap::operator delete[](bytes); }
     PendingBytes(const PendingBytes&) = delete;
     PendingBytes& operator=(const PendingBytes&) = delete;
@@ -60,7 +60,7 @@ public:
     // Appends the run as UTF-8, or a single "?" for a run that is not.
     void flushTo(String& out) {
         if (count == 0) return;
-        Encoder* utf8 = Encoder::get(u"UTF8");
+        if (!utf8) utf8 = Encoder::get(u"UTF8");
         String piece;
         if (utf8 && piece.decode(bytes, count, utf8) == ErrNone)
             out += piece;
@@ -72,6 +72,7 @@ public:
 private:
     char* bytes;
     int32_t count;
+    Encoder* utf8; // looked up at the first run
 };
 
 inline int hexValue(unsigned short c) {
