@@ -296,3 +296,111 @@ const bool registered = [] {
 // String::decode and String::encode over the same data belong here too, once strings convert bytes.
 
 } // namespace
+
+// ---------------------------------------------------------------------------------------------
+// String::decode and String::encode over the same data, through the encoders the registry holds:
+// the length query, then one conversion straight into the new String's buffer (decode) or into the
+// process-wide scratch buffer (encode). The decode peer is iconv into a newly allocated buffer, as a
+// new string needs one; the encode peer is iconv into a buffer kept across runs, as the scratch
+// buffer is.
+#include <quarn/Encoder.h>
+#include <quarn/String.h>
+
+#include <cstdlib>
+
+namespace {
+
+void decodeString(benchmark::State& state, const char16_t* encoderName, const DataSet& set) {
+    Quarn::Encoder* encoder = Quarn::Encoder::get(encoderName);
+    if (!encoder) {
+        state.SkipWithError("no such encoder");
+        return;
+    }
+    for (auto _ : state) {
+        Quarn::String text;
+        int16_t status = text.decode(set.bytes.data(), static_cast<int32_t>(set.bytes.size()), encoder);
+        if (status != 0 || text.length() != static_cast<int32_t>(set.text.size()))
+            state.SkipWithError("bad String::decode");
+        benchmark::DoNotOptimize(text.wstr());
+        benchmark::ClobberMemory();
+    }
+    state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(set.bytes.size()));
+}
+
+void encodeString(benchmark::State& state, const char16_t* encoderName, const DataSet& set) {
+    Quarn::Encoder* encoder = Quarn::Encoder::get(encoderName);
+    if (!encoder) {
+        state.SkipWithError("no such encoder");
+        return;
+    }
+    const Quarn::String text(set.text.data(), static_cast<int32_t>(set.text.size()));
+    for (auto _ : state) {
+        const char* bytes = nullptr;
+        int32_t count = 0;
+        int16_t status = text.encode(bytes, count, encoder);
+        if (status != 0 || count != static_cast<int32_t>(set.bytes.size()))
+            state.SkipWithError("bad String::encode");
+        benchmark::DoNotOptimize(bytes);
+        benchmark::ClobberMemory();
+    }
+    state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(set.bytes.size()));
+}
+
+#ifdef QUARN_BENCH_ICONV
+void decodeWithIconvFresh(benchmark::State& state, const char* from, const DataSet& set) {
+    iconv_t cd = iconv_open("UTF-16LE", from);
+    if (cd == reinterpret_cast<iconv_t>(-1)) {
+        state.SkipWithError("iconv_open failed");
+        return;
+    }
+    const size_t outBytes = (set.text.size() + 1) * 2;
+    for (auto _ : state) {
+        char* out = static_cast<char*>(std::malloc(outBytes));
+        iconv(cd, nullptr, nullptr, nullptr, nullptr);
+        char* src = const_cast<char*>(set.bytes.data());
+        size_t srcLeft = set.bytes.size();
+        char* dst = out;
+        size_t dstLeft = outBytes;
+        size_t rc = iconv(cd, &src, &srcLeft, &dst, &dstLeft);
+        if (rc == size_t(-1) || srcLeft != 0 || outBytes - dstLeft != set.text.size() * 2)
+            state.SkipWithError("bad iconv");
+        benchmark::DoNotOptimize(out);
+        benchmark::ClobberMemory();
+        std::free(out);
+    }
+    iconv_close(cd);
+    state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(set.bytes.size()));
+}
+#endif
+
+void stringPair(const char* name, const char16_t* encoderName, const char* iconvName,
+                const DataSet& (*data)()) {
+    std::string base = std::string("string/") + name;
+    benchmark::RegisterBenchmark((base + "/decode/quarn").c_str(), [encoderName, data](benchmark::State& s) {
+        decodeString(s, encoderName, data());
+    })->Unit(benchmark::kMillisecond);
+    benchmark::RegisterBenchmark((base + "/encode/quarn").c_str(), [encoderName, data](benchmark::State& s) {
+        encodeString(s, encoderName, data());
+    })->Unit(benchmark::kMillisecond);
+#ifdef QUARN_BENCH_ICONV
+    benchmark::RegisterBenchmark((base + "/decode/iconv").c_str(), [iconvName, data](benchmark::State& s) {
+        decodeWithIconvFresh(s, iconvName, data());
+    })->Unit(benchmark::kMillisecond);
+    benchmark::RegisterBenchmark((base + "/encode/iconv").c_str(), [iconvName, data](benchmark::State& s) {
+        encodeWithIconv(s, iconvName, data());
+    })->Unit(benchmark::kMillisecond);
+#else
+    (void)iconvName;
+#endif
+}
+
+const bool stringsRegistered = [] {
+    stringPair("utf8_mixed", u"UTF-8", "UTF-8", utf8Mixed);
+    stringPair("utf8_ascii", u"UTF-8", "UTF-8", utf8Ascii);
+    stringPair("ucs2le", u"UCS-2LE", "UCS-2LE", ucs2Bmp);
+    stringPair("cp1252", u"CP1252", "CP1252", cp1252Western);
+    stringPair("macroman", u"MACINTOSH", "MACINTOSH", macRomanWestern);
+    return true;
+}();
+
+} // namespace

@@ -61,6 +61,40 @@ public:
     // Whether the length queries and toUnicode/toMBCS are implemented.
     bool hasNewAPI() const { return newAPI; }
 
+    // The registry: every encoder it holds, each alias name bound to one of them, and four
+    // designated encoders. Names are compared in upper case with "_" read as "-", so iso_8859_1 is
+    // ISO-8859-1. The registry owns what it holds: an encoder is destroyed when the library ends or
+    // when its last name is bound to another encoder, which then also takes over its designations.
+    //
+    // The designated encoders: ASCII, BINARY, the system's legacy encoding (ASCII when the platform
+    // names none that can be served) and the default, used wherever no encoder is passed. While the
+    // library is not running (before InitTerm::init, after InitTerm::exit, or when the registry
+    // could not be made) the getters return unregistered built-in ASCII and BINARY encoders, and
+    // the registry functions below find nothing and change nothing.
+    static Encoder& getAscii();
+    static Encoder& getBinary();
+    static Encoder& getSystem();
+    static Encoder& getDefault();
+    // Makes encoder the default without registering it: an encoder that is not registered stays the
+    // caller's, who must keep it alive while it is the default.
+    static void setDefault(Encoder& encoder);
+    // Registers encoder (the registry takes it over) under every name of getNames.
+    static void add(Encoder& encoder);
+    // Binds alias to encoder, registering the encoder first when it is new to the registry. False,
+    // changing nothing, for a null or empty alias.
+    static bool addAlias(Encoder& encoder, const unsigned short* alias);
+    static bool addAlias(Encoder& encoder, const char16_t* alias) { return addAlias(encoder, u16(alias)); }
+    // Binds alias to the encoder get(existingName) finds; false when it finds none.
+    static bool addAlias(const unsigned short* existingName, const unsigned short* alias);
+    static bool addAlias(const char16_t* existingName, const char16_t* alias) {
+        return addAlias(u16(existingName), u16(alias));
+    }
+    // The encoder of a name: a registered alias; else a platform code-page encoder made for it
+    // ("CP1251", "windows-1250", "KOI-8R", ...) and registered; else one that a registered encoder's
+    // find offers. An empty (or null) name gives the default encoder; an unknown one null.
+    static Encoder* get(const unsigned short* name);
+    static Encoder* get(const char16_t* name) { return get(u16(name)); }
+
 protected:
     // A plain encoder is one byte per character and implements only the older interface.
     explicit Encoder(int32_t mapping = 1, bool newAPI = false);
@@ -68,6 +102,10 @@ protected:
     Encoder& operator=(const Encoder&) = delete;
 
 private:
+    static const unsigned short* u16(const char16_t* text) {
+        return reinterpret_cast<const unsigned short*>(text);
+    }
+
     int32_t srcCount;
     int32_t dstCount;
     int32_t mapping;

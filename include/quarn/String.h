@@ -15,6 +15,7 @@
 namespace Quarn {
 
 class Array;
+class Encoder;
 
 // The shared text buffer: a 12-byte header followed by the units. limit is the capacity minus the
 // unit reserved for the terminator; refCount counts the Strings pointing here.
@@ -39,6 +40,8 @@ public:
     // Null text or len 0: empty. len < 0: up to the terminator. Otherwise len units.
     String(const unsigned short* text, int32_t len = -1);
     String(const char16_t* text, int32_t len = -1) : String(u16(text), len) {}
+    // Bytes decoded with enc (the default encoder when null), as decode does.
+    explicit String(const char* bytes, Encoder* enc = nullptr);
     ~String() {
         if (--data->refCount == 0) freeData(data);
     }
@@ -182,6 +185,27 @@ public:
     bool toMixed();
     // Rewrites every line end (CR LF, lone CR, lone LF) as kind; returns the number of line ends.
     int32_t convertLF(CRLFEncoding kind);
+
+    // Bytes. encode converts the text with enc (the default encoder when null) into one scratch
+    // buffer that the whole process shares: out points at the bytes, which a 0 byte follows, and
+    // stays valid until the next encode of any String. decode replaces the text by the bytes
+    // (len < 0: up to the first 0 byte) decoded with enc. Both return the encoder's status: 0, or
+    // the code of the first conversion problem met (the result then holds what could be converted;
+    // nothing when the encoder refused the whole source in its length query).
+    int16_t encode(const char*& out, int32_t& len, Encoder* enc = nullptr) const;
+    const char* encode(Encoder* enc = nullptr) const;
+    // The byte count of the last encode of any String.
+    static int32_t getEncodedLength();
+    int16_t decode(const char* bytes, int32_t len = -1, Encoder* enc = nullptr);
+
+    // Percent encoding of the UTF-8 form: letters and digits stay, bytes that are units of keep stay
+    // (keep should hold only ASCII), every other byte becomes "%XX". False, leaving the text as it
+    // was, when the text has no UTF-8 form.
+    bool encodeURI(const unsigned short* keep);
+    bool encodeURI(const char16_t* keep) { return encodeURI(u16(keep)); }
+    // The reverse: each run of "%XX" bytes is read as UTF-8, a run that is not becoming one "?".
+    // False, leaving the text as it was, for a "%" without two hexadecimal digits after it.
+    bool decodeURI();
 
     // Formatting with the library's own directives; the text is cleared (capacity kept) first.
     void print(const unsigned short* format, ...);

@@ -26,6 +26,7 @@
 namespace Quarn {
 
 class Array;
+class Encoder;
 
 enum VariantType : uint8_t {
     TypeUndefined = 0,
@@ -62,6 +63,8 @@ public:
     Variant(const String& s);
     Variant(const unsigned short* s);
     Variant(const char16_t* s);
+    // Bytes decoded with enc (the default encoder when null).
+    Variant(const char* bytes, Encoder* enc = nullptr) : Variant() { setString(String(bytes, enc)); }
     Variant(int32_t id, const String& className, Root* data);
     Variant(const Point& p);
     Variant(const Rect& r);
@@ -80,6 +83,7 @@ public:
     Variant& operator=(const String& s) { return setString(s), *this; }
     Variant& operator=(const unsigned short* s) { return setString(s), *this; }
     Variant& operator=(const char16_t* s) { return setString(s), *this; }
+    Variant& operator=(const char* bytes) { return setString(bytes, nullptr), *this; }
     Variant& operator=(const Point& p) { return setPoint(p), *this; }
     Variant& operator=(const Rect& r) { return setRect(r), *this; }
     Variant& operator=(const Array& a) { return setArray(a), *this; }
@@ -100,6 +104,7 @@ public:
     void setString(const char16_t* s, int32_t len = -1) {
         setString(reinterpret_cast<const unsigned short*>(s), len);
     }
+    void setString(const char* bytes, Encoder* enc) { setString(String(bytes, enc)); }
     void setPoint(const Point& p);
     void setRect(const Rect& r);
     void setArray(const Array& a);

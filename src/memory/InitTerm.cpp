@@ -11,7 +11,7 @@ const ModuleStep kModules[] = {
     {"memory", memoryModule},
     {"String", stringModule},
     {"Localizer", localizerModule},
-    {"encoders", nullptr},
+    {"encoders", encodersModule},
     {"errors", errorsModule},
     {"time", timeModule},
     {"Variant", variantModule},

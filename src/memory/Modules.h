@@ -11,6 +11,7 @@ namespace detail {
 void memoryModule(bool start);
 void stringModule(bool start);
 void localizerModule(bool start);
+void encodersModule(bool start);
 void errorsModule(bool start);
 void timeModule(bool start);
 void variantModule(bool start);

@@ -7,6 +7,7 @@
 #include "memory/Modules.h"
 #include "platform/Platform.h"
 #include "text/StringAccess.h"
+#include "text/StringEncoding.h"
 
 #include <quarn/String.h>
 #include <quarn/UnicodeUtils.h>
@@ -813,6 +814,7 @@ void stringModule(bool start) {
         Heap::operator delete(sharedEmptyString);
         sharedEmptyString = nullptr;
     }
+    EncodingScratch::release();
 }
 
 } // namespace detail

@@ -22,6 +22,7 @@
 // A "*" width that is negative left-justifies, a negative "*" precision counts as none. A format
 // that ends inside a directive ends the output there.
 #include "text/NumberWriter.h"
+#include "text/StringEncoding.h"
 
 #include <quarn/Heap.h>
 #include <quarn/String.h>
@@ -141,11 +142,16 @@ struct Directive {
     unsigned short size = 0;
 };
 
-// Byte texts and characters ("%s", "%c" without "l") are meant to be decoded with the default
-// encoder. Until the encoders are part of the library every byte stands for the unit of the same value,
-// which is what the default encoder gives for ASCII. This is the one place to change for that.
+// Byte texts and characters ("%s", "%c" without "l") are decoded with the default encoder, as
+// String::decode does: straight into the output, in one call when the encoder can tell the length.
 void decodeBytes(Output& out, const char* bytes, size_t count) {
-    out.putAscii(bytes, count);
+    struct Sink {
+        Output& out;
+        unsigned short* reserve(int32_t n) { return out.reserve(static_cast<size_t>(n)); }
+        void commit(int32_t n) { out.commit(static_cast<size_t>(n)); }
+    } sink{out};
+    const int32_t len = count > static_cast<size_t>(INT32_MAX) ? INT32_MAX : static_cast<int32_t>(count);
+    decodeBytesInto(Encoder::getDefault(), bytes, len, sink);
 }
 
 int32_t readDigits(const unsigned short*& p) {

@@ -3,6 +3,7 @@
 #include "text/NumberWriter.h"
 #include "text/StringAccess.h"
 
+#include <quarn/Encoder.h>
 #include <quarn/String.h>
 
 #include <gtest/gtest.h>
@@ -108,9 +109,12 @@ TEST(StringFormat, TextsCharactersAndNull) {
     const unsigned short unterminated[3] = {'x', 'y', 'z'};
     EXPECT_EQ(fmt(u"%.3ls", unterminated), u"xyz");
 
-    // Bytes are decoded one unit per byte, without sign extension.
+    // Bytes go through the default encoder: with Latin-1, one unit per byte, without sign extension.
+    Quarn::Encoder& previous = Quarn::Encoder::getDefault();
+    Quarn::Encoder::setDefault(*Quarn::Encoder::get(u"ISO-8859-1"));
     EXPECT_EQ(fmt(u"%s", "caf\xE9"), u"caf\u00E9");
     EXPECT_EQ(fmt(u"%c%C%c", 'A', 'b', static_cast<char>(0xE9)), u"Ab\u00E9");
+    Quarn::Encoder::setDefault(previous);
     EXPECT_EQ(fmt(u"%lc%lC", 0x263A, 0x1263A), u"\u263A\u263A") << "a wide character is one 16-bit unit";
     String zero = fmt(u"a%lcb", 0);
     EXPECT_EQ(zero.length(), 3) << "a 0 unit is written like any other";
