@@ -42,6 +42,23 @@ Encoder* lookup(const String& key) {
     return reinterpret_cast<Encoder*>(registry->aliases.find(key));
 }
 
+// The last resort of get(): a registered name that differs from key only by its dashes, so that
+// "latin_1" (read as LATIN-1) still finds the encoder named LATIN1, and "UTF_16LE" or "ISO88591" the
+// encoders whose names are spelt with other dashes. Nothing is bound: the registry's
+// own names, and what displacing them does, stay exactly as registered.
+Encoder* lookupIgnoringDashes(const String& key) {
+    String bare(key);
+    bare.replaceAll(u"-", u"");
+    TSimpleArray<const String> names;
+    registry->aliases.getKeys(names);
+    for (int32_t i = 0; i < names.length(); ++i) {
+        String name(*names[i]);
+        name.replaceAll(u"-", u"");
+        if (name == bare) return lookup(*names[i]);
+    }
+    return nullptr;
+}
+
 // An encoder that just lost a name: destroyed when it has no other, after its designations went to
 // the encoder that displaced it.
 void releaseDisplaced(Encoder* old, Encoder* by) {
@@ -186,7 +203,7 @@ Encoder* Encoder::get(const unsigned short* name) {
         bind(key, offered);
         return offered;
     }
-    return nullptr;
+    return lookupIgnoringDashes(key);
 }
 
 // ---------------------------------------------------------------------------------------------
