@@ -121,4 +121,13 @@ inline bool same(const Quarn::String& s, const std::u16string& model) {
         return 0;                                                                                            \
     }
 
+// As QUARN_FUZZ_INIT, then warmUp(): for process-wide objects made on first use (registered code-page
+// encoders, the encoding scratch buffer), which the per-input leak check must not count.
+#define QUARN_FUZZ_INIT_WITH(warmUp)                                                                         \
+    extern "C" int LLVMFuzzerInitialize(int*, char***) {                                                     \
+        quarn_fuzz::startLibrary();                                                                          \
+        warmUp();                                                                                            \
+        return 0;                                                                                            \
+    }
+
 #endif
