@@ -1,6 +1,9 @@
 #include "encoders/UnicodeEncoders.h"
 
+#include "encoders/UTF8Loops.h"
 #include "encoders/WordAtATime.h"
+
+#include <cstring>
 
 namespace Quarn {
 
@@ -185,25 +188,13 @@ Step encodeOne(const unsigned short*& s, const unsigned short* end, unsigned cha
     return Step::Go;
 }
 
-} // namespace
-
-// Stops at the first bad sequence after writing U+FFFD for it (ErrConversion), and before a
-// sequence that the source cuts short or whose pair does not fit (ErrPartialMultibyte).
-//
-// Text alternates between runs of ASCII and runs of one non-ASCII script, so the loop does the
-// same: an ASCII run is copied a word at a time with no branch per byte (the whole word is widened
+// Text alternates between runs of ASCII and runs of one non-ASCII script, so the portable loop does
+// the same: an ASCII run is copied a word at a time with no branch per byte (the whole word is widened
 // and only its ASCII prefix kept), and a non-ASCII run stays in a loop whose branches repeat from
-// character to character. The loops work while a whole word of room is left on both sides; the
-// rest, and anything unusual, goes through decodeOne. The destination beyond the units reported
-// may have been written as scratch.
-int16_t UTF8Encoder::toUnicode(const char* src, int32_t& srcLen, unsigned short* dst, int32_t& dstLen,
-                               bool) const {
-    const unsigned char* const begin = reinterpret_cast<const unsigned char*>(src);
-    const unsigned char* const end = begin + atLeastZero(srcLen);
-    unsigned short* const dEnd = dst + atLeastZero(dstLen);
-    const unsigned char* s = begin;
-    unsigned short* d = dst;
-    int16_t result = ErrNone;
+// character to character. It works while a whole block of room is left on both sides and hands
+// anything unusual to decodeOne; it returns Stop when decodeOne has ended the conversion.
+Step decodePortable(const unsigned char*& s, const unsigned char* end, unsigned short*& d,
+                    const unsigned short* dEnd, int16_t& result) {
     while (end - s >= kByteBlock && dEnd - d >= kByteBlock) {
         const uint64_t high0 = loadWord(s) & 0x8080808080808080u;
         const uint64_t high1 = loadWord(s + 8) & 0x8080808080808080u;
@@ -239,33 +230,15 @@ int16_t UTF8Encoder::toUnicode(const char* src, int32_t& srcLen, unsigned short*
                     continue;
                 }
             }
-            if (decodeOne(s, end, d, dEnd, result) == Step::Stop) goto done;
+            if (decodeOne(s, end, d, dEnd, result) == Step::Stop) return Step::Stop;
         }
-        if (end - s < kByteBlock || dEnd - d < kByteBlock) break;
     }
-    while (s < end && d < dEnd)
-        if (decodeOne(s, end, d, dEnd, result) == Step::Stop) break;
-done:
-    srcLen = int32_t(s - begin);
-    dstLen = int32_t(d - dst);
-    return result;
+    return Step::Go;
 }
 
-// A character that does not fit stops the conversion with result 0: the caller sees the source not
-// fully consumed and continues with a fresh destination. Characters from U+40000 up are refused
-// (ErrConversion) as they always have been. Like decoding, the loops work a word at a time and may
-// write scratch bytes past those reported.
-int16_t UTF8Encoder::toMBCS(const unsigned short* src, int32_t& srcLen, char* dst, int32_t& dstLen,
-                            bool) const {
-    const unsigned short* const end = src + atLeastZero(srcLen);
-    unsigned char* const begin = reinterpret_cast<unsigned char*>(dst);
-    unsigned char* const dEnd = begin + atLeastZero(dstLen);
-    const unsigned short* s = src;
-    unsigned char* d = begin;
-    int16_t result = ErrNone;
-    // ASCII runs eight units at a time (all eight narrowed, the ASCII prefix kept), and runs of other
-    // characters in a loop of their own that a lone blank does not leave; both while a word of room
-    // is left. encodeOne does the rest.
+// The same rule for units.
+Step encodePortable(const unsigned short*& s, const unsigned short* end, unsigned char*& d,
+                    const unsigned char* dEnd, int16_t& result) {
     while (end - s >= kUnitBlock && dEnd - d >= kUnitBlock) {
         const uint64_t high0 = loadWord(s) & 0xFF80FF80FF80FF80u;
         const uint64_t high1 = loadWord(s + 4) & 0xFF80FF80FF80FF80u;
@@ -301,16 +274,225 @@ int16_t UTF8Encoder::toMBCS(const unsigned short* src, int32_t& srcLen, char* ds
                 ++s;
                 continue;
             }
-            if (encodeOne(s, end, d, dEnd, result) == Step::Stop) goto done;
+            if (encodeOne(s, end, d, dEnd, result) == Step::Stop) return Step::Stop;
         }
-        if (end - s < kUnitBlock || dEnd - d < kUnitBlock) break;
     }
-    while (s < end)
-        if (encodeOne(s, end, d, dEnd, result) == Step::Stop) break;
-done:
+    return Step::Go;
+}
+
+#if QUARN_ENCODERS_SSE2
+
+// Sixteen bytes at a time: the window is classified into ASCII bytes, continuation bytes and the
+// leads of two- and three-byte sequences, and is taken when its continuation bytes are exactly those
+// its leads call for. The unit that each sequence gives is computed at its last byte from that byte
+// and the two before it, and the units of the bytes that end a sequence are then packed together. A
+// window ends early before a byte the vectors leave alone (C0, C1, F0..FF: four-byte sequences and
+// errors) and before a sequence that it cuts; a window that does not check out goes through
+// decodeOne, which applies the rules to whatever is there. Only sequences that decodeOne would take
+// without a word are taken here, so the results cannot differ.
+Step decodeVector(const unsigned char*& s, const unsigned char* end, unsigned short*& d,
+                  const unsigned short* dEnd, int16_t& result) {
+    const __m128i zero = _mm_setzero_si128();
+    // Kept in registers; s and d are written back only around decodeOne.
+    const unsigned char* p = s;
+    unsigned short* q = d;
+    while (end - p >= 16 && dEnd - q >= 16) {
+        const __m128i v = load16(p);
+        const uint32_t high = laneBits(v);
+        if (high == 0) {
+            store16(q, _mm_unpacklo_epi8(v, zero));
+            store16(q + 8, _mm_unpackhi_epi8(v, zero));
+            p += 16;
+            q += 16;
+            continue;
+        }
+        // Flipping the high bit lets the signed compares of SSE2 order the bytes as unsigned: 80..FF
+        // become 0..7F, ASCII goes below them all. Continuation bytes are the signed bytes below C0.
+        const __m128i flipped = _mm_xor_si128(v, _mm_set1_epi8(static_cast<char>(0x80)));
+        const __m128i fromE0Lanes = bytesAbove(flipped, 0x5F);
+        const uint32_t continuation = laneBits(bytesBelow(v, -64));
+        const uint32_t fromC0 = laneBits(bytesAbove(flipped, 0x3F));
+        const uint32_t fromC2 = laneBits(bytesAbove(flipped, 0x41));
+        const uint32_t fromE0 = laneBits(fromE0Lanes);
+        const uint32_t fromF0 = laneBits(bytesAbove(flipped, 0x6F));
+        const uint32_t lead2 = fromC2 & ~fromE0;
+        const uint32_t lead3 = fromE0 & ~fromF0;
+        const uint32_t other = (fromC0 & ~fromC2) | fromF0;
+        int32_t limit = other ? lowestBit(other) : 16;
+        uint32_t inside = (1u << limit) - 1;
+        uint32_t expected = ((lead2 | lead3) & inside) << 1 | (lead3 & inside) << 2;
+        if (expected & ~inside) {
+            // The last sequence runs past the window: leave it, from its lead, to the next one.
+            limit = highestBit((lead2 | lead3) & inside);
+            inside = (1u << limit) - 1;
+            expected = ((lead2 | lead3) & inside) << 1 | (lead3 & inside) << 2;
+        }
+        // E0 must be followed by A0..BF; a lower byte would give a value below U+0800.
+        const uint32_t e0 = laneBits(_mm_cmpeq_epi8(v, _mm_set1_epi8(static_cast<char>(0xE0))));
+        const uint32_t below0xA0 = laneBits(bytesBelow(v, -96));
+        if (limit == 0 || (continuation & inside) != expected || (e0 << 1 & below0xA0 & inside) != 0) {
+            // Nothing to take here: one sequence by the rules when the window starts with it, else
+            // the rules up to where the window was to end (they meet its error there).
+            const unsigned char* stop = p + (limit == 0 ? 1 : limit);
+            s = p;
+            d = q;
+            do {
+                if (decodeOne(s, end, d, dEnd, result) == Step::Stop) return Step::Stop;
+            } while (s < stop && s < end && d < dEnd);
+            p = s;
+            q = d;
+            continue;
+        }
+
+        // The unit each byte would give as the last of its sequence, a byte for its low half and one
+        // for its high half. ASCII gives itself. Otherwise the low half is the byte's 6 bits under
+        // the low 2 bits of the byte before; the high half is the 3 other bits of a two-byte lead
+        // before, or 4 bits of the continuation byte before under 4 bits of the three-byte lead two
+        // before. In a window that checked out, a byte after a lead is a continuation byte, and a
+        // three-byte lead two before means that the byte ends its sequence. SSE2 shifts 16-bit lanes
+        // only: the masks drop the bits that cross from one byte into the next.
+        const __m128i prev1 = _mm_slli_si128(v, 1);
+        const __m128i prev2 = _mm_slli_si128(v, 2);
+        const __m128i ascii = _mm_cmpgt_epi8(v, _mm_set1_epi8(-1));
+        const __m128i low = _mm_or_si128(_mm_and_si128(v, _mm_set1_epi8(0x3F)),
+                                         _mm_and_si128(_mm_slli_epi16(prev1, 6), _mm_set1_epi8(-0x40)));
+        const __m128i high3 = _mm_and_si128(_mm_and_si128(_mm_slli_epi16(prev2, 4), _mm_set1_epi8(-0x10)),
+                                            _mm_slli_si128(fromE0Lanes, 2));
+        const __m128i highHalf = _mm_andnot_si128(
+            ascii, _mm_or_si128(high3, _mm_and_si128(_mm_srli_epi16(prev1, 2), _mm_set1_epi8(0x0F))));
+        const __m128i lowHalf = select(ascii, low, v);
+        alignas(16) unsigned short value[16];
+        _mm_store_si128(reinterpret_cast<__m128i*>(value), _mm_unpacklo_epi8(lowHalf, highHalf));
+        _mm_store_si128(reinterpret_cast<__m128i*>(value + 8), _mm_unpackhi_epi8(lowHalf, highHalf));
+        // A byte ends a sequence when it is ASCII or a continuation byte not followed by another.
+        const uint32_t inContinuation = continuation & inside;
+        uint32_t ends = (~high | inContinuation) & ~(inContinuation >> 1) & inside;
+        for (int i = 0; i < 16; ++i) {
+            *q = value[i];
+            q += ends >> i & 1;
+        }
+        p += limit;
+    }
+    s = p;
+    d = q;
+    return Step::Go;
+}
+
+// Eight units at a time: each unit's UTF-8 form is computed in a 32-bit lane (up to three bytes, by
+// its class: below U+0080, below U+0800, other BMP units), with its length, and the forms are written
+// one after another, four bytes each time with the next form overwriting the spare ones. Surrogates
+// go through encodeOne. A block needs 8 * 3 bytes of room plus the spare byte of the last store; the
+// loop keeps 32.
+Step encodeVector(const unsigned short*& s, const unsigned short* end, unsigned char*& d,
+                  const unsigned char* dEnd, int16_t& result) {
+    const __m128i zero = _mm_setzero_si128();
+    while (end - s >= 8 && dEnd - d >= 32) {
+        const __m128i v = load16(s);
+        const uint32_t ascii = laneBits(_mm_cmpeq_epi16(_mm_and_si128(v, _mm_set1_epi16(-0x80)), zero));
+        if (ascii == 0xFFFF) {
+            _mm_storel_epi64(reinterpret_cast<__m128i*>(d), _mm_packus_epi16(v, v));
+            s += 8;
+            d += 8;
+            continue;
+        }
+        const uint32_t surrogate =
+            laneBits(_mm_cmpeq_epi16(_mm_and_si128(v, _mm_set1_epi16(-0x800)), _mm_set1_epi16(-0x2800)));
+        const int32_t count = surrogate ? lowestBit(surrogate) / 2 : 8;
+        alignas(16) uint32_t form[8];
+        alignas(16) unsigned short length[8];
+        __m128i lengths[2];
+        for (int half = 0; half < 2; ++half) {
+            const __m128i u = half ? _mm_unpackhi_epi16(v, zero) : _mm_unpacklo_epi16(v, zero);
+            const __m128i low6 = _mm_or_si128(_mm_and_si128(u, _mm_set1_epi32(0x3F)), _mm_set1_epi32(0x80));
+            const __m128i two = _mm_or_si128(_mm_or_si128(_mm_srli_epi32(u, 6), _mm_set1_epi32(0xC0)),
+                                             _mm_slli_epi32(low6, 8));
+            const __m128i mid6 =
+                _mm_or_si128(_mm_and_si128(_mm_srli_epi32(u, 6), _mm_set1_epi32(0x3F)), _mm_set1_epi32(0x80));
+            const __m128i three =
+                _mm_or_si128(_mm_or_si128(_mm_srli_epi32(u, 12), _mm_set1_epi32(0xE0)),
+                             _mm_or_si128(_mm_slli_epi32(mid6, 8), _mm_slli_epi32(low6, 16)));
+            const __m128i from80 = _mm_cmpgt_epi32(u, _mm_set1_epi32(0x7F));
+            const __m128i from800 = _mm_cmpgt_epi32(u, _mm_set1_epi32(0x7FF));
+            store16(form + 4 * half, select(from800, select(from80, u, two), three));
+            lengths[half] = _mm_sub_epi32(_mm_sub_epi32(_mm_set1_epi32(1), from80), from800);
+        }
+        _mm_store_si128(reinterpret_cast<__m128i*>(length), _mm_packs_epi32(lengths[0], lengths[1]));
+        for (int32_t k = 0; k < count; ++k) {
+            std::memcpy(d, form + k, 4);
+            d += length[k];
+        }
+        s += count;
+        if (count < 8 && encodeOne(s, end, d, dEnd, result) == Step::Stop) return Step::Stop;
+    }
+    return Step::Go;
+}
+
+#endif
+
+} // namespace
+
+namespace encoders {
+
+// Stops at the first bad sequence after writing U+FFFD for it (ErrConversion), and before a sequence
+// that the source cuts short or whose pair does not fit (ErrPartialMultibyte). The bulk loops work
+// while a block of room is left on both sides; the rest goes through decodeOne. The destination
+// beyond the units reported may have been written as scratch.
+int16_t decodeUtf8(const char* src, int32_t& srcLen, unsigned short* dst, int32_t& dstLen, Loops loops) {
+    const unsigned char* const begin = reinterpret_cast<const unsigned char*>(src);
+    const unsigned char* const end = begin + atLeastZero(srcLen);
+    unsigned short* const dEnd = dst + atLeastZero(dstLen);
+    const unsigned char* s = begin;
+    unsigned short* d = dst;
+    int16_t result = ErrNone;
+#if QUARN_ENCODERS_SSE2
+    Step step = loops == Loops::Vector ? decodeVector(s, end, d, dEnd, result)
+                                       : decodePortable(s, end, d, dEnd, result);
+#else
+    (void)loops;
+    Step step = decodePortable(s, end, d, dEnd, result);
+#endif
+    while (step == Step::Go && s < end && d < dEnd)
+        step = decodeOne(s, end, d, dEnd, result);
+    srcLen = int32_t(s - begin);
+    dstLen = int32_t(d - dst);
+    return result;
+}
+
+// A character that does not fit stops the conversion with result 0: the caller sees the source not
+// fully consumed and continues with a fresh destination. Characters from U+40000 up are refused
+// (ErrConversion) as they always have been. Like decoding, the bulk loops may write scratch bytes past
+// those reported.
+int16_t encodeUtf8(const unsigned short* src, int32_t& srcLen, char* dst, int32_t& dstLen, Loops loops) {
+    const unsigned short* const end = src + atLeastZero(srcLen);
+    unsigned char* const begin = reinterpret_cast<unsigned char*>(dst);
+    unsigned char* const dEnd = begin + atLeastZero(dstLen);
+    const unsigned short* s = src;
+    unsigned char* d = begin;
+    int16_t result = ErrNone;
+#if QUARN_ENCODERS_SSE2
+    Step step = loops == Loops::Vector ? encodeVector(s, end, d, dEnd, result)
+                                       : encodePortable(s, end, d, dEnd, result);
+#else
+    (void)loops;
+    Step step = encodePortable(s, end, d, dEnd, result);
+#endif
+    while (step == Step::Go && s < end)
+        step = encodeOne(s, end, d, dEnd, result);
     srcLen = int32_t(s - src);
     dstLen = int32_t(d - begin);
     return result;
+}
+
+} // namespace encoders
+
+int16_t UTF8Encoder::toUnicode(const char* src, int32_t& srcLen, unsigned short* dst, int32_t& dstLen,
+                               bool) const {
+    return decodeUtf8(src, srcLen, dst, dstLen, kBestLoops);
+}
+
+int16_t UTF8Encoder::toMBCS(const unsigned short* src, int32_t& srcLen, char* dst, int32_t& dstLen,
+                            bool) const {
+    return encodeUtf8(src, srcLen, dst, dstLen, kBestLoops);
 }
 
 } // namespace Quarn
