@@ -282,98 +282,196 @@ Step encodePortable(const unsigned short*& s, const unsigned short* end, unsigne
 
 #if QUARN_ENCODERS_SSE2
 
-// Sixteen bytes at a time: the window is classified into ASCII bytes, continuation bytes and the
-// leads of two- and three-byte sequences, and is taken when its continuation bytes are exactly those
-// its leads call for. The unit that each sequence gives is computed at its last byte from that byte
-// and the two before it, and the units of the bytes that end a sequence are then packed together. A
-// window ends early before a byte the vectors leave alone (C0, C1, F0..FF: four-byte sequences and
-// errors) and before a sequence that it cuts; a window that does not check out goes through
-// decodeOne, which applies the rules to whatever is there. Only sequences that decodeOne would take
-// without a word are taken here, so the results cannot differ.
+constexpr unsigned char kBitCount[256] = {
+#define B2(n) n, n + 1, n + 1, n + 2
+#define B4(n) B2(n), B2(n + 1), B2(n + 1), B2(n + 2)
+#define B6(n) B4(n), B4(n + 1), B4(n + 1), B4(n + 2)
+    B6(0), B6(1), B6(1), B6(2)};
+
+// The classes of 16 bytes, one bit per byte. Flipping the high bit lets the signed compares of SSE2
+// order the bytes as unsigned: 80..FF become 0..7F and ASCII goes below them all. Continuation
+// bytes are the signed bytes below C0.
+struct ByteClasses {
+    uint32_t high;         // 80..FF
+    uint32_t continuation; // 80..BF
+    uint32_t lead2;        // C2..DF
+    uint32_t lead3;        // E0..EF
+    uint32_t other;        // C0, C1, F0..FF: four-byte sequences and errors, left to the rules
+    uint32_t e0;           // E0, whose next byte must be A0..BF (lower, the value is below U+0800)
+    uint32_t below0xA0;    // 00..9F
+};
+
+inline ByteClasses classify(__m128i v) {
+    const __m128i flipped = _mm_xor_si128(v, _mm_set1_epi8(static_cast<char>(0x80)));
+    const uint32_t fromC0 = laneBits(bytesAbove(flipped, 0x3F));
+    const uint32_t fromC2 = laneBits(bytesAbove(flipped, 0x41));
+    const uint32_t fromE0 = laneBits(bytesAbove(flipped, 0x5F));
+    const uint32_t fromF0 = laneBits(bytesAbove(flipped, 0x6F));
+    ByteClasses c;
+    c.high = laneBits(v);
+    c.continuation = laneBits(bytesBelow(v, -64));
+    c.lead2 = fromC2 & ~fromE0;
+    c.lead3 = fromE0 & ~fromF0;
+    c.other = (fromC0 & ~fromC2) | fromF0;
+    c.e0 = laneBits(_mm_cmpeq_epi8(v, _mm_set1_epi8(static_cast<char>(0xE0))));
+    c.below0xA0 = ~laneBits(bytesAbove(flipped, 0x1F)) & 0xFFFF;
+    return c;
+}
+
+// Writes the units of the sequences that end in a well-formed window v, given the bytes one and two
+// before each byte (from the window before where the first sequences began there), and only for
+// the bytes marked in inside; returns the new end of the destination, which needs room for 16 units.
+//
+// A byte ends a sequence when it is ASCII or a continuation byte that does not follow a three-byte
+// lead. The unit is computed at that byte as a byte for its low half and one for its high half:
+// ASCII gives itself; otherwise the low half is the byte's 6 bits under the low 2 bits of the byte
+// before, and the high half is the 3 other bits of a two-byte lead before, or 4 bits of the
+// continuation byte before under 4 bits of the three-byte lead two before (SSE2 shifts 16-bit lanes
+// only, and the masks drop the bits that cross between bytes). The units of the ends are then moved
+// together within each half of the window: each moves down by the number of other bytes before it,
+// in steps of 1, 2 and 4 lanes taken by the bits of that number. A unit never lands on one that
+// stays, since those numbers grow along the window by less than the lanes between.
+inline unsigned short* decodeEnds(__m128i v, __m128i prev1, __m128i prev2, __m128i inside,
+                                  unsigned short* q) {
+    const __m128i flip = _mm_set1_epi8(static_cast<char>(0x80));
+    const __m128i ascii = _mm_cmpgt_epi8(v, _mm_set1_epi8(-1));
+    const __m128i ends = _mm_and_si128(
+        inside, _mm_or_si128(ascii, _mm_andnot_si128(bytesAbove(_mm_xor_si128(prev1, flip), 0x5F),
+                                                     bytesBelow(v, -64))));
+    const __m128i afterLead3 = bytesAbove(_mm_xor_si128(prev2, flip), 0x5F);
+    const __m128i low = _mm_or_si128(_mm_and_si128(v, _mm_set1_epi8(0x3F)),
+                                     _mm_and_si128(_mm_slli_epi16(prev1, 6), _mm_set1_epi8(-0x40)));
+    const __m128i high =
+        _mm_or_si128(_mm_and_si128(_mm_and_si128(_mm_slli_epi16(prev2, 4), _mm_set1_epi8(-0x10)), afterLead3),
+                     _mm_and_si128(_mm_srli_epi16(prev1, 2), _mm_set1_epi8(0x0F)));
+    __m128i lowHalf = _mm_and_si128(select(ascii, low, v), ends);
+    __m128i highHalf = _mm_and_si128(_mm_andnot_si128(ascii, high), ends);
+    // The number of bytes before each end, in its half, that end nothing.
+    __m128i shift = _mm_slli_epi64(_mm_andnot_si128(ends, _mm_set1_epi8(1)), 8);
+    shift = _mm_add_epi8(shift, _mm_slli_epi64(shift, 8));
+    shift = _mm_add_epi8(shift, _mm_slli_epi64(shift, 16));
+    shift = _mm_add_epi8(shift, _mm_slli_epi64(shift, 32));
+    shift = _mm_and_si128(shift, ends);
+    for (int k = 0; k < 3; ++k) {
+        const __m128i bit = _mm_set1_epi8(static_cast<char>(1 << k));
+        const __m128i moves = _mm_cmpeq_epi8(_mm_and_si128(shift, bit), bit);
+        const int bits = 8 << k;
+        lowHalf = _mm_or_si128(_mm_andnot_si128(moves, lowHalf),
+                               _mm_srli_epi64(_mm_and_si128(moves, lowHalf), bits));
+        highHalf = _mm_or_si128(_mm_andnot_si128(moves, highHalf),
+                                _mm_srli_epi64(_mm_and_si128(moves, highHalf), bits));
+        // Runs of bytes that end nothing are at most two long, so no unit has more than 5 of them
+        // before it in its half: none that moves by 2 also moves by 4, and the counts need moving
+        // once only.
+        if (k == 0)
+            shift = _mm_or_si128(_mm_andnot_si128(moves, shift),
+                                 _mm_srli_epi64(_mm_and_si128(moves, shift), bits));
+    }
+    const uint32_t endBits = laneBits(ends);
+    store16(q, _mm_unpacklo_epi8(lowHalf, highHalf));
+    q += kBitCount[endBits & 0xFF];
+    store16(q, _mm_unpackhi_epi8(lowHalf, highHalf));
+    return q + kBitCount[endBits >> 8];
+}
+
+// One window of 16 bytes from a sequence boundary s, for the cases the main loop does not take: the
+// window is cut before the first byte left alone and before a sequence that runs past it, and its
+// sequences are taken when they check out. A well-formed four-byte sequence at s is decoded on its
+// own; anything else goes through decodeOne up to where the window was to end (it meets the error
+// there). Needs 16 bytes of source and 16 units of room.
+Step decodeWindow(const unsigned char*& s, const unsigned char* end, unsigned short*& d,
+                  const unsigned short* dEnd, int16_t& result) {
+    const __m128i v = load16(s);
+    const ByteClasses c = classify(v);
+    const uint32_t leads = c.lead2 | c.lead3;
+    int32_t limit = c.other ? lowestBit(c.other) : 16;
+    uint32_t inside = (1u << limit) - 1;
+    uint32_t expected = (leads & inside) << 1 | (c.lead3 & inside) << 2;
+    if (expected & ~inside) {
+        limit = highestBit(leads & inside);
+        inside = (1u << limit) - 1;
+        expected = (leads & inside) << 1 | (c.lead3 & inside) << 2;
+    }
+    if (limit > 0 && (c.continuation & inside) == expected && (c.e0 << 1 & c.below0xA0 & inside) == 0) {
+        const __m128i insideLanes =
+            _mm_cmpgt_epi8(_mm_set1_epi8(static_cast<char>(limit)),
+                           _mm_setr_epi8(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15));
+        d = decodeEnds(v, _mm_slli_si128(v, 1), _mm_slli_si128(v, 2), insideLanes, d);
+        s += limit;
+        return Step::Go;
+    }
+    if (limit == 0 && s[0] - 0xF0u < 5 && isContinuation(s[1]) && isContinuation(s[2]) &&
+        isContinuation(s[3])) {
+        const uint32_t v4 =
+            (s[0] & 0x07u) << 18 | (s[1] & 0x3Fu) << 12 | (s[2] & 0x3Fu) << 6 | (s[3] & 0x3Fu);
+        if (v4 - 0x10000 < 0x100000) {
+            d[0] = static_cast<unsigned short>(0xD800 + ((v4 - 0x10000) >> 10));
+            d[1] = static_cast<unsigned short>(0xDC00 + (v4 & 0x3FF));
+            s += 4;
+            d += 2;
+            return Step::Go;
+        }
+    }
+    const unsigned char* stop = s + (limit == 0 ? 1 : limit);
+    do {
+        if (decodeOne(s, end, d, dEnd, result) == Step::Stop) return Step::Stop;
+    } while (s < stop && s < end && d < dEnd);
+    return Step::Go;
+}
+
+// Sixteen bytes at a time, at a fixed stride so that the next load never waits for this window's
+// work: a window is taken whole when its continuation bytes are exactly those that its leads, and
+// the leads at the end of the window before, call for, and it holds only ASCII and two- and
+// three-byte sequences. Each sequence's unit is computed at its last byte, from that byte and the
+// two before it (taken from the window before where needed), and the units of the bytes that end a
+// sequence are packed together. A window that does not check out goes back to the start of the
+// sequence it continues and through decodeWindow. Only sequences that decodeOne would take without
+// a word are taken here, so the results cannot differ.
 Step decodeVector(const unsigned char*& s, const unsigned char* end, unsigned short*& d,
                   const unsigned short* dEnd, int16_t& result) {
     const __m128i zero = _mm_setzero_si128();
-    // Kept in registers; s and d are written back only around decodeOne.
+    // Kept in registers; s and d are written only around the slow path and at the end.
     const unsigned char* p = s;
     unsigned short* q = d;
+    __m128i previous = zero;
+    // Bits 0 and 1: the continuation bytes that the last sequence of the window before calls for
+    // here; bit 2: that window ended with E0. pending: the bytes of that unfinished sequence.
+    uint32_t carried = 0;
+    int32_t pending = 0;
     while (end - p >= 16 && dEnd - q >= 16) {
         const __m128i v = load16(p);
-        const uint32_t high = laneBits(v);
-        if (high == 0) {
+        if ((laneBits(v) | carried) == 0) {
             store16(q, _mm_unpacklo_epi8(v, zero));
             store16(q + 8, _mm_unpackhi_epi8(v, zero));
+            previous = v;
             p += 16;
             q += 16;
             continue;
         }
-        // Flipping the high bit lets the signed compares of SSE2 order the bytes as unsigned: 80..FF
-        // become 0..7F, ASCII goes below them all. Continuation bytes are the signed bytes below C0.
-        const __m128i flipped = _mm_xor_si128(v, _mm_set1_epi8(static_cast<char>(0x80)));
-        const __m128i fromE0Lanes = bytesAbove(flipped, 0x5F);
-        const uint32_t continuation = laneBits(bytesBelow(v, -64));
-        const uint32_t fromC0 = laneBits(bytesAbove(flipped, 0x3F));
-        const uint32_t fromC2 = laneBits(bytesAbove(flipped, 0x41));
-        const uint32_t fromE0 = laneBits(fromE0Lanes);
-        const uint32_t fromF0 = laneBits(bytesAbove(flipped, 0x6F));
-        const uint32_t lead2 = fromC2 & ~fromE0;
-        const uint32_t lead3 = fromE0 & ~fromF0;
-        const uint32_t other = (fromC0 & ~fromC2) | fromF0;
-        int32_t limit = other ? lowestBit(other) : 16;
-        uint32_t inside = (1u << limit) - 1;
-        uint32_t expected = ((lead2 | lead3) & inside) << 1 | (lead3 & inside) << 2;
-        if (expected & ~inside) {
-            // The last sequence runs past the window: leave it, from its lead, to the next one.
-            limit = highestBit((lead2 | lead3) & inside);
-            inside = (1u << limit) - 1;
-            expected = ((lead2 | lead3) & inside) << 1 | (lead3 & inside) << 2;
-        }
-        // E0 must be followed by A0..BF; a lower byte would give a value below U+0800.
-        const uint32_t e0 = laneBits(_mm_cmpeq_epi8(v, _mm_set1_epi8(static_cast<char>(0xE0))));
-        const uint32_t below0xA0 = laneBits(bytesBelow(v, -96));
-        if (limit == 0 || (continuation & inside) != expected || (e0 << 1 & below0xA0 & inside) != 0) {
-            // Nothing to take here: one sequence by the rules when the window starts with it, else
-            // the rules up to where the window was to end (they meet its error there).
-            const unsigned char* stop = p + (limit == 0 ? 1 : limit);
-            s = p;
+        const ByteClasses c = classify(v);
+        const uint32_t leads = c.lead2 | c.lead3;
+        const uint32_t expected = (carried & 3) | leads << 1 | c.lead3 << 2;
+        const uint32_t overlong = (c.e0 << 1 | carried >> 2) & c.below0xA0;
+        if ((((c.continuation ^ expected) | overlong) & 0xFFFF) | c.other) {
+            s = p - pending;
             d = q;
-            do {
-                if (decodeOne(s, end, d, dEnd, result) == Step::Stop) return Step::Stop;
-            } while (s < stop && s < end && d < dEnd);
+            if (decodeWindow(s, end, d, dEnd, result) == Step::Stop) return Step::Stop;
             p = s;
             q = d;
+            previous = zero;
+            carried = 0;
+            pending = 0;
             continue;
         }
-
-        // The unit each byte would give as the last of its sequence, a byte for its low half and one
-        // for its high half. ASCII gives itself. Otherwise the low half is the byte's 6 bits under
-        // the low 2 bits of the byte before; the high half is the 3 other bits of a two-byte lead
-        // before, or 4 bits of the continuation byte before under 4 bits of the three-byte lead two
-        // before. In a window that checked out, a byte after a lead is a continuation byte, and a
-        // three-byte lead two before means that the byte ends its sequence. SSE2 shifts 16-bit lanes
-        // only: the masks drop the bits that cross from one byte into the next.
-        const __m128i prev1 = _mm_slli_si128(v, 1);
-        const __m128i prev2 = _mm_slli_si128(v, 2);
-        const __m128i ascii = _mm_cmpgt_epi8(v, _mm_set1_epi8(-1));
-        const __m128i low = _mm_or_si128(_mm_and_si128(v, _mm_set1_epi8(0x3F)),
-                                         _mm_and_si128(_mm_slli_epi16(prev1, 6), _mm_set1_epi8(-0x40)));
-        const __m128i high3 = _mm_and_si128(_mm_and_si128(_mm_slli_epi16(prev2, 4), _mm_set1_epi8(-0x10)),
-                                            _mm_slli_si128(fromE0Lanes, 2));
-        const __m128i highHalf = _mm_andnot_si128(
-            ascii, _mm_or_si128(high3, _mm_and_si128(_mm_srli_epi16(prev1, 2), _mm_set1_epi8(0x0F))));
-        const __m128i lowHalf = select(ascii, low, v);
-        alignas(16) unsigned short value[16];
-        _mm_store_si128(reinterpret_cast<__m128i*>(value), _mm_unpacklo_epi8(lowHalf, highHalf));
-        _mm_store_si128(reinterpret_cast<__m128i*>(value + 8), _mm_unpackhi_epi8(lowHalf, highHalf));
-        // A byte ends a sequence when it is ASCII or a continuation byte not followed by another.
-        const uint32_t inContinuation = continuation & inside;
-        uint32_t ends = (~high | inContinuation) & ~(inContinuation >> 1) & inside;
-        for (int i = 0; i < 16; ++i) {
-            *q = value[i];
-            q += ends >> i & 1;
-        }
-        p += limit;
+        q = decodeEnds(v, _mm_or_si128(_mm_slli_si128(v, 1), _mm_srli_si128(previous, 15)),
+                       _mm_or_si128(_mm_slli_si128(v, 2), _mm_srli_si128(previous, 14)), _mm_set1_epi8(-1),
+                       q);
+        carried = expected >> 16 | (c.e0 >> 15) << 2;
+        pending = leads >> 15 ? 1 : (c.lead3 >> 14 & 1) ? 2 : 0;
+        previous = v;
+        p += 16;
     }
-    s = p;
+    s = p - pending;
     d = q;
     return Step::Go;
 }
