@@ -476,52 +476,59 @@ Step decodeVector(const unsigned char*& s, const unsigned char* end, unsigned sh
     return Step::Go;
 }
 
-// Eight units at a time: each unit's UTF-8 form is computed in a 32-bit lane (up to three bytes, by
-// its class: below U+0080, below U+0800, other BMP units), with its length, and the forms are written
-// one after another, four bytes each time with the next form overwriting the spare ones. Surrogates
-// go through encodeOne. A block needs 8 * 3 bytes of room plus the spare byte of the last store; the
-// loop keeps 32.
+// Eight units at a time: the bytes of each unit's UTF-8 form are computed in 16-bit lanes by its
+// class (below U+0080, below U+0800, the other units of the basic plane), put together as one
+// 32-bit form per unit with its length, and the forms are written one after another, four bytes
+// each time with the next form overwriting the spare ones. Surrogates go through encodeOne. A block
+// needs 8 * 3 bytes of room plus the spare byte of the last store; the loop keeps 32.
 Step encodeVector(const unsigned short*& s, const unsigned short* end, unsigned char*& d,
                   const unsigned char* dEnd, int16_t& result) {
     const __m128i zero = _mm_setzero_si128();
-    while (end - s >= 8 && dEnd - d >= 32) {
-        const __m128i v = load16(s);
-        const uint32_t ascii = laneBits(_mm_cmpeq_epi16(_mm_and_si128(v, _mm_set1_epi16(-0x80)), zero));
-        if (ascii == 0xFFFF) {
-            _mm_storel_epi64(reinterpret_cast<__m128i*>(d), _mm_packus_epi16(v, v));
-            s += 8;
-            d += 8;
+    // Kept in registers; s and d are written only around encodeOne and at the end.
+    const unsigned short* p = s;
+    unsigned char* q = d;
+    while (end - p >= 8 && dEnd - q >= 32) {
+        const __m128i v = load16(p);
+        const __m128i ascii = _mm_cmpeq_epi16(_mm_and_si128(v, _mm_set1_epi16(-0x80)), zero);
+        if (laneBits(ascii) == 0xFFFF) {
+            _mm_storel_epi64(reinterpret_cast<__m128i*>(q), _mm_packus_epi16(v, v));
+            p += 8;
+            q += 8;
             continue;
         }
         const uint32_t surrogate =
             laneBits(_mm_cmpeq_epi16(_mm_and_si128(v, _mm_set1_epi16(-0x800)), _mm_set1_epi16(-0x2800)));
         const int32_t count = surrogate ? lowestBit(surrogate) / 2 : 8;
+        const __m128i below800 = _mm_cmpeq_epi16(_mm_and_si128(v, _mm_set1_epi16(-0x800)), zero);
+        const __m128i low6 = _mm_or_si128(_mm_and_si128(v, _mm_set1_epi16(0x3F)), _mm_set1_epi16(0x80));
+        const __m128i mid6 =
+            _mm_or_si128(_mm_and_si128(_mm_srli_epi16(v, 6), _mm_set1_epi16(0x3F)), _mm_set1_epi16(0x80));
+        const __m128i lead =
+            select(ascii,
+                   select(below800, _mm_or_si128(_mm_srli_epi16(v, 12), _mm_set1_epi16(0xE0)),
+                          _mm_or_si128(_mm_srli_epi16(v, 6), _mm_set1_epi16(0xC0))),
+                   v);
+        const __m128i firstTwo = _mm_or_si128(lead, _mm_slli_epi16(select(below800, mid6, low6), 8));
         alignas(16) uint32_t form[8];
         alignas(16) unsigned short length[8];
-        __m128i lengths[2];
-        for (int half = 0; half < 2; ++half) {
-            const __m128i u = half ? _mm_unpackhi_epi16(v, zero) : _mm_unpacklo_epi16(v, zero);
-            const __m128i low6 = _mm_or_si128(_mm_and_si128(u, _mm_set1_epi32(0x3F)), _mm_set1_epi32(0x80));
-            const __m128i two = _mm_or_si128(_mm_or_si128(_mm_srli_epi32(u, 6), _mm_set1_epi32(0xC0)),
-                                             _mm_slli_epi32(low6, 8));
-            const __m128i mid6 =
-                _mm_or_si128(_mm_and_si128(_mm_srli_epi32(u, 6), _mm_set1_epi32(0x3F)), _mm_set1_epi32(0x80));
-            const __m128i three =
-                _mm_or_si128(_mm_or_si128(_mm_srli_epi32(u, 12), _mm_set1_epi32(0xE0)),
-                             _mm_or_si128(_mm_slli_epi32(mid6, 8), _mm_slli_epi32(low6, 16)));
-            const __m128i from80 = _mm_cmpgt_epi32(u, _mm_set1_epi32(0x7F));
-            const __m128i from800 = _mm_cmpgt_epi32(u, _mm_set1_epi32(0x7FF));
-            store16(form + 4 * half, select(from800, select(from80, u, two), three));
-            lengths[half] = _mm_sub_epi32(_mm_sub_epi32(_mm_set1_epi32(1), from80), from800);
-        }
-        _mm_store_si128(reinterpret_cast<__m128i*>(length), _mm_packs_epi32(lengths[0], lengths[1]));
+        store16(form, _mm_unpacklo_epi16(firstTwo, low6));
+        store16(form + 4, _mm_unpackhi_epi16(firstTwo, low6));
+        store16(length, _mm_add_epi16(_mm_add_epi16(_mm_set1_epi16(3), ascii), below800));
         for (int32_t k = 0; k < count; ++k) {
-            std::memcpy(d, form + k, 4);
-            d += length[k];
+            std::memcpy(q, form + k, 4);
+            q += length[k];
         }
-        s += count;
-        if (count < 8 && encodeOne(s, end, d, dEnd, result) == Step::Stop) return Step::Stop;
+        p += count;
+        if (count < 8) {
+            s = p;
+            d = q;
+            if (encodeOne(s, end, d, dEnd, result) == Step::Stop) return Step::Stop;
+            p = s;
+            q = d;
+        }
     }
+    s = p;
+    d = q;
     return Step::Go;
 }
 
