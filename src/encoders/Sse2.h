@@ -1,11 +1,14 @@
 // The one place that decides whether the bulk conversions may use SSE2 vectors. SSE2 is part of every
 // x86-64 target (and of 32-bit builds that ask for it), so no run-time test is needed; every other
-// target compiles the portable loops only. Code that uses the helpers below sits inside
-// #if QUARN_ENCODERS_SSE2 and always has a portable twin that the tests run too.
+// target compiles the portable loops only, and so does a build with QUARN_ENCODERS_NO_VECTORS
+// defined, which is how the portable-only build is checked on x86-64. Code that uses the helpers
+// below sits inside #if QUARN_ENCODERS_SSE2 and always has a portable twin that the tests run too.
 #ifndef QUARN_ENCODERS_SSE2_H
 #define QUARN_ENCODERS_SSE2_H
 
-#if defined(__SSE2__) || defined(_M_X64) || defined(_M_AMD64) || (defined(_M_IX86_FP) && _M_IX86_FP >= 2)
+#if defined(QUARN_ENCODERS_NO_VECTORS)
+#define QUARN_ENCODERS_SSE2 0
+#elif defined(__SSE2__) || defined(_M_X64) || defined(_M_AMD64) || (defined(_M_IX86_FP) && _M_IX86_FP >= 2)
 #define QUARN_ENCODERS_SSE2 1
 #else
 #define QUARN_ENCODERS_SSE2 0
