@@ -282,12 +282,6 @@ Step encodePortable(const unsigned short*& s, const unsigned short* end, unsigne
 
 #if QUARN_ENCODERS_SSE2
 
-constexpr unsigned char kBitCount[256] = {
-#define B2(n) n, n + 1, n + 1, n + 2
-#define B4(n) B2(n), B2(n + 1), B2(n + 1), B2(n + 2)
-#define B6(n) B4(n), B4(n + 1), B4(n + 1), B4(n + 2)
-    B6(0), B6(1), B6(1), B6(2)};
-
 // The classes of 16 bytes, one bit per byte. Flipping the high bit lets the signed compares of SSE2
 // order the bytes as unsigned: 80..FF become 0..7F and ASCII goes below them all. Continuation
 // bytes are the signed bytes below C0.
@@ -367,11 +361,12 @@ inline unsigned short* decodeEnds(__m128i v, __m128i prev1, __m128i prev2, __m12
             shift = _mm_or_si128(_mm_andnot_si128(moves, shift),
                                  _mm_srli_epi64(_mm_and_si128(moves, shift), bits));
     }
-    const uint32_t endBits = laneBits(ends);
+    // The number of ends in each half, as two sums of 0/1 bytes.
+    const __m128i counts = _mm_sad_epu8(_mm_and_si128(ends, _mm_set1_epi8(1)), _mm_setzero_si128());
     store16(q, _mm_unpacklo_epi8(lowHalf, highHalf));
-    q += kBitCount[endBits & 0xFF];
+    q += _mm_cvtsi128_si32(counts);
     store16(q, _mm_unpackhi_epi8(lowHalf, highHalf));
-    return q + kBitCount[endBits >> 8];
+    return q + _mm_extract_epi16(counts, 4);
 }
 
 // One window of 16 bytes from a sequence boundary s, for the cases the main loop does not take: the
