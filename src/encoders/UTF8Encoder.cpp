@@ -371,9 +371,9 @@ inline unsigned short* decodeEnds(__m128i v, __m128i prev1, __m128i prev2, __m12
 
 // One window of 16 bytes from a sequence boundary s, for the cases the main loop does not take: the
 // window is cut before the first byte left alone and before a sequence that runs past it, and its
-// sequences are taken when they check out. A well-formed four-byte sequence at s is decoded on its
-// own; anything else goes through decodeOne up to where the window was to end (it meets the error
-// there). Needs 16 bytes of source and 16 units of room.
+// sequences are taken when they check out. A well-formed four-byte sequence where the window
+// stopped is decoded on its own; anything else goes through decodeOne up to where the window was to
+// end (it meets the fault there). Needs 16 bytes of source and 16 units of room.
 Step decodeWindow(const unsigned char*& s, const unsigned char* end, unsigned short*& d,
                   const unsigned short* dEnd, int16_t& result) {
     const __m128i v = load16(s);
@@ -387,16 +387,19 @@ Step decodeWindow(const unsigned char*& s, const unsigned char* end, unsigned sh
         inside = (1u << limit) - 1;
         expected = (leads & inside) << 1 | (c.lead3 & inside) << 2;
     }
-    if (limit > 0 && (c.continuation & inside) == expected && (c.e0 << 1 & c.below0xA0 & inside) == 0) {
+    const bool taken =
+        limit > 0 && (c.continuation & inside) == expected && (c.e0 << 1 & c.below0xA0 & inside) == 0;
+    if (taken) {
         const __m128i insideLanes =
             _mm_cmpgt_epi8(_mm_set1_epi8(static_cast<char>(limit)),
                            _mm_setr_epi8(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15));
         d = decodeEnds(v, _mm_slli_si128(v, 1), _mm_slli_si128(v, 2), insideLanes, d);
         s += limit;
-        return Step::Go;
     }
-    if (limit == 0 && s[0] - 0xF0u < 5 && isContinuation(s[1]) && isContinuation(s[2]) &&
-        isContinuation(s[3])) {
+    // A four-byte sequence, as emoji are, where the window stopped (at its start, or after the part
+    // taken): decoded here when it is well formed and fits.
+    if ((taken ? c.other >> limit & 1 : limit == 0) && end - s >= 4 && dEnd - d >= 2 && s[0] - 0xF0u < 5 &&
+        isContinuation(s[1]) && isContinuation(s[2]) && isContinuation(s[3])) {
         const uint32_t v4 =
             (s[0] & 0x07u) << 18 | (s[1] & 0x3Fu) << 12 | (s[2] & 0x3Fu) << 6 | (s[3] & 0x3Fu);
         if (v4 - 0x10000 < 0x100000) {
@@ -407,6 +410,7 @@ Step decodeWindow(const unsigned char*& s, const unsigned char* end, unsigned sh
             return Step::Go;
         }
     }
+    if (taken) return Step::Go;
     const unsigned char* stop = s + (limit == 0 ? 1 : limit);
     do {
         if (decodeOne(s, end, d, dEnd, result) == Step::Stop) return Step::Stop;
