@@ -1,9 +1,10 @@
 // Bulk conversions of the built-in encoders against glibc iconv doing the same conversion on the
 // same 64 MB of data in the same run: UTF-8 both ways on mixed text (a third non-ASCII: Cyrillic,
 // CJK, emoji; mixed by paragraph, and word by word) and on pure ASCII, UCS-2LE, Windows-1252 and
-// Mac OS Roman. Bytes processed are those
-// of the byte side, so both directions read as MB/s of encoded data.
+// Mac OS Roman; and the portable UTF-8 loops (what targets without SSE2 run) on the mixed text.
+// Bytes processed are those of the byte side, so both directions read as MB/s of encoded data.
 #include "encoders/SingleByteEncoders.h"
+#include "encoders/UTF8Loops.h"
 #include "encoders/UnicodeEncoders.h"
 
 #include <benchmark/benchmark.h>
@@ -283,6 +284,41 @@ void pair(const char* name, const Quarn::Encoder& encoder, const char* iconvName
 #endif
 }
 
+// The portable UTF-8 loops, which targets without SSE2 run, on the same data as the encoder.
+void portableLoops(const char* name, const DataSet& (*data)()) {
+    std::string base(name);
+    benchmark::RegisterBenchmark((base + "/decode/portable").c_str(), [data](benchmark::State& state) {
+        const DataSet& set = data();
+        std::vector<unsigned short> out(set.text.size() + 16);
+        for (auto _ : state) {
+            int32_t srcLen = static_cast<int32_t>(set.bytes.size());
+            int32_t dstLen = static_cast<int32_t>(out.size());
+            if (Quarn::encoders::decodeUtf8(set.bytes.data(), srcLen, out.data(), dstLen,
+                                            Quarn::encoders::Loops::Portable) != 0 ||
+                dstLen != static_cast<int32_t>(set.text.size()))
+                state.SkipWithError("bad decode");
+            benchmark::DoNotOptimize(out.data());
+            benchmark::ClobberMemory();
+        }
+        state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(set.bytes.size()));
+    })->Unit(benchmark::kMillisecond);
+    benchmark::RegisterBenchmark((base + "/encode/portable").c_str(), [data](benchmark::State& state) {
+        const DataSet& set = data();
+        std::vector<char> out(set.bytes.size() + 16);
+        for (auto _ : state) {
+            int32_t srcLen = static_cast<int32_t>(set.text.size());
+            int32_t dstLen = static_cast<int32_t>(out.size());
+            if (Quarn::encoders::encodeUtf8(set.text.data(), srcLen, out.data(), dstLen,
+                                            Quarn::encoders::Loops::Portable) != 0 ||
+                dstLen != static_cast<int32_t>(set.bytes.size()))
+                state.SkipWithError("bad encode");
+            benchmark::DoNotOptimize(out.data());
+            benchmark::ClobberMemory();
+        }
+        state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(set.bytes.size()));
+    })->Unit(benchmark::kMillisecond);
+}
+
 const bool registered = [] {
     pair("utf8_mixed", utf8, "UTF-8", utf8Mixed);
     pair("utf8_mixed_words", utf8, "UTF-8", utf8MixedWords);
@@ -290,6 +326,8 @@ const bool registered = [] {
     pair("ucs2le", ucs2le, "UCS-2LE", ucs2Bmp);
     pair("cp1252", cp1252, "CP1252", cp1252Western);
     pair("macroman", macRoman, "MACINTOSH", macRomanWestern);
+    portableLoops("utf8_mixed", utf8Mixed);
+    portableLoops("utf8_mixed_words", utf8MixedWords);
     return true;
 }();
 

@@ -3,6 +3,8 @@
 #include "encoders/SingleByteTables.h"
 #include "encoders/WordAtATime.h"
 
+#include <cstring>
+
 namespace Quarn {
 
 using namespace encoders;
@@ -13,35 +15,33 @@ const unsigned short* units(const char16_t* text) {
     return reinterpret_cast<const unsigned short*>(text);
 }
 
-// Decoding goes through a 256-entry table: the low 16 bits are the unit, kReports marks a byte whose
-// decoding is an error. OR-ing the entries together tells at the end whether any error was met,
-// without a branch per byte.
-constexpr uint32_t kReports = 0x10000;
-
+// Decoding goes through a 256-entry table of units. Whether a conversion met an error is a separate
+// question about the source bytes, asked a word at a time: which bytes are errors depends only on
+// the encoder (none, 80..FF, or 80..9F), so the table needs no error bit and its loop no test.
 struct UnitTable {
-    uint32_t entry[256] = {};
+    unsigned short unit[256] = {};
 };
 
 constexpr UnitTable makeAsciiUnits() {
     UnitTable table;
     for (uint32_t b = 0; b < 256; ++b)
-        table.entry[b] = b < 0x80 ? b : 0xFFFD | kReports;
+        table.unit[b] = static_cast<unsigned short>(b < 0x80 ? b : 0xFFFD);
     return table;
 }
 
 constexpr UnitTable makeWindows1252Units(bool strict) {
     UnitTable table;
     for (uint32_t b = 0; b < 256; ++b)
-        table.entry[b] = b;
+        table.unit[b] = static_cast<unsigned short>(b);
     for (uint32_t b = 0x80; b < 0xA0; ++b)
-        table.entry[b] = strict ? 0xFFFD | kReports : kWindows1252High[b - 0x80];
+        table.unit[b] = strict ? 0xFFFD : kWindows1252High[b - 0x80];
     return table;
 }
 
 constexpr UnitTable makeMacRomanUnits() {
     UnitTable table;
     for (uint32_t b = 0; b < 256; ++b)
-        table.entry[b] = b < 0x80 ? b : kMacRomanHigh[b - 0x80];
+        table.unit[b] = b < 0x80 ? static_cast<unsigned short>(b) : kMacRomanHigh[b - 0x80];
     return table;
 }
 
@@ -50,127 +50,168 @@ constexpr UnitTable kWindows1252Units = makeWindows1252Units(false);
 constexpr UnitTable kLatin1Units = makeWindows1252Units(true);
 constexpr UnitTable kMacRomanUnits = makeMacRomanUnits();
 
-// Encoding goes through a two-level map from unit to byte: pageOf[u >> 8] picks a 256-byte page, and
-// page 0 is all zeros. A 0 byte for a unit other than U+0000 means "no byte": the unit is written as
-// "?". Only the pages that hold a character exist, so a map costs a few kilobytes.
-template <int Pages> struct ByteMap {
-    unsigned char pageOf[256] = {};
-    unsigned char page[Pages][256] = {};
-    int used = 1;
-    bool overflow = false;
+// Which bytes a decoding reports.
+enum class Refused { None, From80, From80To9F };
 
-    // Keeps the first byte given for a unit.
-    constexpr void add(uint32_t u, uint32_t b) {
-        uint32_t high = u >> 8;
-        if (pageOf[high] == 0) {
-            if (used == Pages) {
-                overflow = true;
-                return;
-            }
-            pageOf[high] = static_cast<unsigned char>(used++);
-        }
-        unsigned char& slot = page[pageOf[high]][u & 0xFF];
-        if (slot == 0) slot = static_cast<unsigned char>(b);
-    }
-    unsigned char operator[](uint32_t u) const { return page[pageOf[u >> 8]][u & 0xFF]; }
-};
+constexpr uint64_t kEveryByte = 0x0101010101010101u;
 
-constexpr ByteMap<2> makeAsciiBytes() {
-    ByteMap<2> map;
-    for (uint32_t u = 0; u < 0x80; ++u)
-        map.add(u, u);
-    return map;
+// Whether any byte of a word is one that rule refuses (exact, not a guess: the borrow of the zero-byte
+// test can only spill into bytes above a zero byte, and the answer is "some byte" either way).
+template <Refused rule> inline uint64_t refusedIn(uint64_t word) {
+    if (rule == Refused::From80) return word & (kEveryByte * 0x80);
+    if (rule == Refused::None) return 0;
+    // 80..9F are the bytes whose top three bits are 100: those become zero bytes here.
+    const uint64_t top = (word & (kEveryByte * 0xE0)) ^ (kEveryByte * 0x80);
+    return (top - kEveryByte) & ~top & (kEveryByte * 0x80);
 }
 
-// The Windows-1252 rule: the three range tables, then U+20AC and U+2122, then Latin-1 by value
-// (U+0080..U+009F included). Strict drops every byte from 0x80 to 0x9F, however it was reached.
-template <int Pages> constexpr ByteMap<Pages> makeWindows1252Bytes(bool strict) {
-    ByteMap<Pages> map;
-    for (uint32_t u = 0; u < 0x100; ++u)
-        if (!strict || u < 0x80 || u > 0x9F) map.add(u, u);
-    if (strict) return map;
-    for (uint32_t i = 0; i < sizeof kWindows1252From0150; ++i)
-        map.add(0x0150 + i, kWindows1252From0150[i]);
-    for (uint32_t i = 0; i < sizeof kWindows1252From02C0; ++i)
-        map.add(0x02C0 + i, kWindows1252From02C0[i]);
-    for (uint32_t i = 0; i < sizeof kWindows1252From2010; ++i)
-        map.add(0x2010 + i, kWindows1252From2010[i]);
-    map.add(0x20AC, 0x80);
-    map.add(0x2122, 0x99);
-    return map;
-}
-
-// The first of the 128 entries from 0x80 upward that holds a unit gives its byte.
-constexpr ByteMap<11> makeMacRomanBytes() {
-    ByteMap<11> map;
-    for (uint32_t u = 0; u < 0x80; ++u)
-        map.add(u, u);
-    for (uint32_t b = 0x80; b < 0x100; ++b)
-        map.add(kMacRomanHigh[b - 0x80], b);
-    return map;
-}
-
-constexpr ByteMap<2> kAsciiBytes = makeAsciiBytes();
-constexpr ByteMap<6> kWindows1252Bytes = makeWindows1252Bytes<6>(false);
-constexpr ByteMap<2> kLatin1Bytes = makeWindows1252Bytes<2>(true);
-constexpr ByteMap<11> kMacRomanBytes = makeMacRomanBytes();
-static_assert(!kAsciiBytes.overflow && !kWindows1252Bytes.overflow && !kLatin1Bytes.overflow &&
-                  !kMacRomanBytes.overflow,
-              "a byte map needs more pages");
-
+template <Refused rule>
 int16_t decodeThrough(const UnitTable& table, int16_t code, const char* src, int32_t& srcLen,
                       unsigned short* dst, int32_t& dstLen) {
     const unsigned char* s = reinterpret_cast<const unsigned char*>(src);
     const int32_t n = smaller(atLeastZero(srcLen), atLeastZero(dstLen));
-    uint32_t seen = 0;
+    uint64_t refused = 0;
     int32_t i = 0;
     for (; i + kByteBlock <= n; i += kByteBlock) {
-        if (asciiBytes(s + i)) {
+        const uint64_t word0 = loadWord(s + i), word1 = loadWord(s + i + 8);
+        refused |= refusedIn<rule>(word0) | refusedIn<rule>(word1);
+        if (((word0 | word1) & (kEveryByte * 0x80)) == 0) {
             widenBlock(s + i, dst + i);
             continue;
         }
-        for (int32_t k = i; k < i + kByteBlock; ++k) {
-            uint32_t e = table.entry[s[k]];
-            dst[k] = static_cast<unsigned short>(e);
-            seen |= e;
-        }
+        for (int32_t k = i; k < i + kByteBlock; ++k)
+            dst[k] = table.unit[s[k]];
     }
     for (; i < n; ++i) {
-        uint32_t e = table.entry[s[i]];
-        dst[i] = static_cast<unsigned short>(e);
-        seen |= e;
+        dst[i] = table.unit[s[i]];
+        refused |= refusedIn<rule>(s[i]);
     }
     srcLen = dstLen = n;
-    return (seen & kReports) ? code : int16_t(ErrNone);
+    return refused ? code : int16_t(ErrNone);
 }
 
-template <int Pages>
-int16_t encodeThrough(const ByteMap<Pages>& map, const unsigned short* src, int32_t& srcLen, char* dst,
-                      int32_t& dstLen) {
+// Encoding goes through a flat map from every unit to its byte, one read per unit, with "?" for the
+// units without one: a "?" written for anything but U+003F is an error. The maps are built on first
+// use into static storage, 64 KB each for Windows-1252, ISO-8859-1 and Mac OS Roman (the three
+// together 192 KB, and only those an application uses are touched); ASCII needs no map. This is far
+// less work per unit than range tests or the linear search of the Mac OS Roman table, and needs no
+// allocation and no start of the library.
+struct ByteMap {
+    unsigned char byte[0x10000];
+};
+
+constexpr unsigned char kQuestionMark = '?';
+
+// The Windows-1252 rule: the three range tables, then U+20AC and U+2122, then Latin-1 by value
+// (U+0080..U+009F included). A unit other than U+0000 that gets byte 0 has none. Strict refuses every
+// byte from 0x80 to 0x9F, however it was reached.
+unsigned char windows1252Byte(uint32_t u, bool strict) {
+    uint32_t b;
+    if (u - 0x0150 < sizeof kWindows1252From0150) {
+        b = kWindows1252From0150[u - 0x0150];
+    } else if (u - 0x02C0 < sizeof kWindows1252From02C0) {
+        b = kWindows1252From02C0[u - 0x02C0];
+    } else if (u - 0x2010 < sizeof kWindows1252From2010) {
+        b = kWindows1252From2010[u - 0x2010];
+    } else if (u == 0x20AC) {
+        b = 0x80;
+    } else if (u == 0x2122) {
+        b = 0x99;
+    } else {
+        b = u > 0xFF ? 0 : u;
+    }
+    if ((u != 0 && b == 0) || (strict && b - 0x80 < 0x20)) return kQuestionMark;
+    return static_cast<unsigned char>(b);
+}
+
+struct Windows1252Map : ByteMap {
+    explicit Windows1252Map(bool strict) {
+        for (uint32_t u = 0; u < 0x10000; ++u)
+            byte[u] = windows1252Byte(u, strict);
+    }
+};
+
+// The first of the 128 entries from 0x80 upward that holds a unit gives its byte.
+struct MacRomanMap : ByteMap {
+    MacRomanMap() {
+        for (uint32_t u = 0; u < 0x10000; ++u)
+            byte[u] = u < 0x80 ? static_cast<unsigned char>(u) : kQuestionMark;
+        for (uint32_t b = 0xFF; b >= 0x80; --b)
+            byte[kMacRomanHigh[b - 0x80]] = static_cast<unsigned char>(b);
+    }
+};
+
+const ByteMap& windows1252Bytes() {
+    static const Windows1252Map map(false);
+    return map;
+}
+
+const ByteMap& latin1Bytes() {
+    static const Windows1252Map map(true);
+    return map;
+}
+
+const ByteMap& macRomanBytes() {
+    static const MacRomanMap map;
+    return map;
+}
+
+// The unit-to-byte rule of ASCII, in the shape of a map.
+struct AsciiRule {
+    unsigned char operator[](uint32_t u) const {
+        return u < 0x80 ? static_cast<unsigned char>(u) : kQuestionMark;
+    }
+};
+
+struct MapRule {
+    const ByteMap& map;
+    unsigned char operator[](uint32_t u) const { return map.byte[u]; }
+};
+
+// Whether a word holds a "?" byte.
+inline bool holdsQuestionMark(uint64_t word) {
+    const uint64_t x = word ^ (kEveryByte * kQuestionMark);
+    return ((x - kEveryByte) & ~x & (kEveryByte * 0x80)) != 0;
+}
+
+// An ASCII run only pays for a path of its own when it is long: testing 32 units at a time keeps the
+// test's branch predictable both in ASCII text (always taken) and in text with an accented letter
+// every few words (almost never).
+constexpr int32_t kAsciiSpan = 32;
+
+// ASCII spans are narrowed whole; in other spans each unit takes one map read, eight of them are put
+// together in a word that is written at once and looked at once for "?". Only a word that holds a
+// "?" is looked at byte by byte, to tell a replacement from a question mark.
+template <class Rule>
+int16_t encodeThrough(Rule rule, const unsigned short* src, int32_t& srcLen, char* dst, int32_t& dstLen) {
     unsigned char* d = reinterpret_cast<unsigned char*>(dst);
     const int32_t n = smaller(atLeastZero(srcLen), atLeastZero(dstLen));
-    // Kept in a register: a flag behind a reference would be reloaded after every byte stored.
-    uint32_t missed = 0;
+    bool missed = false;
     int32_t i = 0;
-    for (; i + kUnitBlock <= n; i += kUnitBlock) {
-        if (asciiUnits(src + i)) {
-            narrowBlock(src + i, d + i);
+    for (; i + kAsciiSpan <= n; i += kAsciiSpan) {
+        uint64_t high = 0;
+        for (int32_t k = i; k < i + kAsciiSpan; k += 4)
+            high |= loadWord(src + k);
+        if ((high & 0xFF80FF80FF80FF80u) == 0) {
+            for (int32_t k = i; k < i + kAsciiSpan; k += kUnitBlock)
+                narrowBlock(src + k, d + k);
             continue;
         }
-        for (int32_t k = i; k < i + kUnitBlock; ++k) {
-            const uint32_t u = src[k];
-            const uint32_t b = map[u];
-            const uint32_t miss = (b == 0) & (u != 0);
-            missed |= miss;
-            d[k] = static_cast<unsigned char>(b | ((0u - miss) & '?'));
+        for (int32_t k = i; k < i + kAsciiSpan; k += 8) {
+            const unsigned short* u = src + k;
+            uint64_t word = 0;
+            for (int j = 0; j < 8; ++j)
+                word |= uint64_t(rule[u[j]]) << (kHostLittleEndian ? 8 * j : 56 - 8 * j);
+            std::memcpy(d + k, &word, sizeof word);
+            if (holdsQuestionMark(word)) {
+                for (int j = 0; j < 8; ++j)
+                    missed |= d[k + j] == kQuestionMark && u[j] != kQuestionMark;
+            }
         }
     }
     for (; i < n; ++i) {
-        const uint32_t u = src[i];
-        const uint32_t b = map[u];
-        const uint32_t miss = (b == 0) & (u != 0);
-        missed |= miss;
-        d[i] = static_cast<unsigned char>(b | ((0u - miss) & '?'));
+        d[i] = rule[src[i]];
+        missed |= d[i] == kQuestionMark && src[i] != kQuestionMark;
     }
     srcLen = dstLen = n;
     return missed ? ErrConversion : ErrNone;
@@ -201,12 +242,12 @@ int16_t AsciiEncoder::getMBCSLength(const unsigned short*, int32_t len, int32_t&
 
 int16_t AsciiEncoder::toUnicode(const char* src, int32_t& srcLen, unsigned short* dst, int32_t& dstLen,
                                 bool) const {
-    return decodeThrough(kAsciiUnits, ErrConversion, src, srcLen, dst, dstLen);
+    return decodeThrough<Refused::From80>(kAsciiUnits, ErrConversion, src, srcLen, dst, dstLen);
 }
 
 int16_t AsciiEncoder::toMBCS(const unsigned short* src, int32_t& srcLen, char* dst, int32_t& dstLen,
                              bool) const {
-    return encodeThrough(kAsciiBytes, src, srcLen, dst, dstLen);
+    return encodeThrough(AsciiRule(), src, srcLen, dst, dstLen);
 }
 
 // BINARY
@@ -259,14 +300,14 @@ int16_t CP1252Encoder::getMBCSLength(const unsigned short*, int32_t len, int32_t
 
 int16_t CP1252Encoder::toUnicode(const char* src, int32_t& srcLen, unsigned short* dst, int32_t& dstLen,
                                  bool) const {
-    if (strict) return decodeThrough(kLatin1Units, ErrCannotConvert, src, srcLen, dst, dstLen);
-    return decodeThrough(kWindows1252Units, ErrNone, src, srcLen, dst, dstLen);
+    if (strict)
+        return decodeThrough<Refused::From80To9F>(kLatin1Units, ErrCannotConvert, src, srcLen, dst, dstLen);
+    return decodeThrough<Refused::None>(kWindows1252Units, ErrNone, src, srcLen, dst, dstLen);
 }
 
 int16_t CP1252Encoder::toMBCS(const unsigned short* src, int32_t& srcLen, char* dst, int32_t& dstLen,
                               bool) const {
-    if (strict) return encodeThrough(kLatin1Bytes, src, srcLen, dst, dstLen);
-    return encodeThrough(kWindows1252Bytes, src, srcLen, dst, dstLen);
+    return encodeThrough(MapRule{strict ? latin1Bytes() : windows1252Bytes()}, src, srcLen, dst, dstLen);
 }
 
 // The list names ISO-8859-1 twice; the registry binds the name once and the list stays as it is.
@@ -290,12 +331,12 @@ int16_t MacRomanEncoder::getMBCSLength(const unsigned short*, int32_t len, int32
 
 int16_t MacRomanEncoder::toUnicode(const char* src, int32_t& srcLen, unsigned short* dst, int32_t& dstLen,
                                    bool) const {
-    return decodeThrough(kMacRomanUnits, ErrNone, src, srcLen, dst, dstLen);
+    return decodeThrough<Refused::None>(kMacRomanUnits, ErrNone, src, srcLen, dst, dstLen);
 }
 
 int16_t MacRomanEncoder::toMBCS(const unsigned short* src, int32_t& srcLen, char* dst, int32_t& dstLen,
                                 bool) const {
-    return encodeThrough(kMacRomanBytes, src, srcLen, dst, dstLen);
+    return encodeThrough(MapRule{macRomanBytes()}, src, srcLen, dst, dstLen);
 }
 
 } // namespace Quarn

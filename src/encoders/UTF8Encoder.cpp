@@ -1,6 +1,9 @@
 #include "encoders/UnicodeEncoders.h"
 
+#include "encoders/UTF8Loops.h"
 #include "encoders/WordAtATime.h"
+
+#include <cstring>
 
 namespace Quarn {
 
@@ -185,25 +188,13 @@ Step encodeOne(const unsigned short*& s, const unsigned short* end, unsigned cha
     return Step::Go;
 }
 
-} // namespace
-
-// Stops at the first bad sequence after writing U+FFFD for it (ErrConversion), and before a
-// sequence that the source cuts short or whose pair does not fit (ErrPartialMultibyte).
-//
-// Text alternates between runs of ASCII and runs of one non-ASCII script, so the loop does the
-// same: an ASCII run is copied a word at a time with no branch per byte (the whole word is widened
+// Text alternates between runs of ASCII and runs of one non-ASCII script, so the portable loop does
+// the same: an ASCII run is copied a word at a time with no branch per byte (the whole word is widened
 // and only its ASCII prefix kept), and a non-ASCII run stays in a loop whose branches repeat from
-// character to character. The loops work while a whole word of room is left on both sides; the
-// rest, and anything unusual, goes through decodeOne. The destination beyond the units reported
-// may have been written as scratch.
-int16_t UTF8Encoder::toUnicode(const char* src, int32_t& srcLen, unsigned short* dst, int32_t& dstLen,
-                               bool) const {
-    const unsigned char* const begin = reinterpret_cast<const unsigned char*>(src);
-    const unsigned char* const end = begin + atLeastZero(srcLen);
-    unsigned short* const dEnd = dst + atLeastZero(dstLen);
-    const unsigned char* s = begin;
-    unsigned short* d = dst;
-    int16_t result = ErrNone;
+// character to character. It works while a whole block of room is left on both sides and hands
+// anything unusual to decodeOne; it returns Stop when decodeOne has ended the conversion.
+Step decodePortable(const unsigned char*& s, const unsigned char* end, unsigned short*& d,
+                    const unsigned short* dEnd, int16_t& result) {
     while (end - s >= kByteBlock && dEnd - d >= kByteBlock) {
         const uint64_t high0 = loadWord(s) & 0x8080808080808080u;
         const uint64_t high1 = loadWord(s + 8) & 0x8080808080808080u;
@@ -239,33 +230,15 @@ int16_t UTF8Encoder::toUnicode(const char* src, int32_t& srcLen, unsigned short*
                     continue;
                 }
             }
-            if (decodeOne(s, end, d, dEnd, result) == Step::Stop) goto done;
+            if (decodeOne(s, end, d, dEnd, result) == Step::Stop) return Step::Stop;
         }
-        if (end - s < kByteBlock || dEnd - d < kByteBlock) break;
     }
-    while (s < end && d < dEnd)
-        if (decodeOne(s, end, d, dEnd, result) == Step::Stop) break;
-done:
-    srcLen = int32_t(s - begin);
-    dstLen = int32_t(d - dst);
-    return result;
+    return Step::Go;
 }
 
-// A character that does not fit stops the conversion with result 0: the caller sees the source not
-// fully consumed and continues with a fresh destination. Characters from U+40000 up are refused
-// (ErrConversion) as they always have been. Like decoding, the loops work a word at a time and may
-// write scratch bytes past those reported.
-int16_t UTF8Encoder::toMBCS(const unsigned short* src, int32_t& srcLen, char* dst, int32_t& dstLen,
-                            bool) const {
-    const unsigned short* const end = src + atLeastZero(srcLen);
-    unsigned char* const begin = reinterpret_cast<unsigned char*>(dst);
-    unsigned char* const dEnd = begin + atLeastZero(dstLen);
-    const unsigned short* s = src;
-    unsigned char* d = begin;
-    int16_t result = ErrNone;
-    // ASCII runs eight units at a time (all eight narrowed, the ASCII prefix kept), and runs of other
-    // characters in a loop of their own that a lone blank does not leave; both while a word of room
-    // is left. encodeOne does the rest.
+// The same rule for units.
+Step encodePortable(const unsigned short*& s, const unsigned short* end, unsigned char*& d,
+                    const unsigned char* dEnd, int16_t& result) {
     while (end - s >= kUnitBlock && dEnd - d >= kUnitBlock) {
         const uint64_t high0 = loadWord(s) & 0xFF80FF80FF80FF80u;
         const uint64_t high1 = loadWord(s + 4) & 0xFF80FF80FF80FF80u;
@@ -301,16 +274,329 @@ int16_t UTF8Encoder::toMBCS(const unsigned short* src, int32_t& srcLen, char* ds
                 ++s;
                 continue;
             }
-            if (encodeOne(s, end, d, dEnd, result) == Step::Stop) goto done;
+            if (encodeOne(s, end, d, dEnd, result) == Step::Stop) return Step::Stop;
         }
-        if (end - s < kUnitBlock || dEnd - d < kUnitBlock) break;
     }
-    while (s < end)
-        if (encodeOne(s, end, d, dEnd, result) == Step::Stop) break;
-done:
+    return Step::Go;
+}
+
+#if QUARN_ENCODERS_SSE2
+
+// The classes of 16 bytes, one bit per byte. Flipping the high bit lets the signed compares of SSE2
+// order the bytes as unsigned: 80..FF become 0..7F and ASCII goes below them all. Continuation
+// bytes are the signed bytes below C0.
+struct ByteClasses {
+    uint32_t high;         // 80..FF
+    uint32_t continuation; // 80..BF
+    uint32_t lead2;        // C2..DF
+    uint32_t lead3;        // E0..EF
+    uint32_t other;        // C0, C1, F0..FF: four-byte sequences and errors, left to the rules
+    uint32_t e0;           // E0, whose next byte must be A0..BF (lower, the value is below U+0800)
+    uint32_t below0xA0;    // 00..9F
+};
+
+inline ByteClasses classify(__m128i v) {
+    const __m128i flipped = _mm_xor_si128(v, _mm_set1_epi8(static_cast<char>(0x80)));
+    const uint32_t fromC0 = laneBits(bytesAbove(flipped, 0x3F));
+    const uint32_t fromC2 = laneBits(bytesAbove(flipped, 0x41));
+    const uint32_t fromE0 = laneBits(bytesAbove(flipped, 0x5F));
+    const uint32_t fromF0 = laneBits(bytesAbove(flipped, 0x6F));
+    ByteClasses c;
+    c.high = laneBits(v);
+    c.continuation = laneBits(bytesBelow(v, -64));
+    c.lead2 = fromC2 & ~fromE0;
+    c.lead3 = fromE0 & ~fromF0;
+    c.other = (fromC0 & ~fromC2) | fromF0;
+    c.e0 = laneBits(_mm_cmpeq_epi8(v, _mm_set1_epi8(static_cast<char>(0xE0))));
+    c.below0xA0 = ~laneBits(bytesAbove(flipped, 0x1F)) & 0xFFFF;
+    return c;
+}
+
+// Writes the units of the sequences that end in a well-formed window v, given the bytes one and two
+// before each byte (from the window before where the first sequences began there), and only for
+// the bytes marked in inside; returns the new end of the destination, which needs room for 16 units.
+//
+// A byte ends a sequence when it is ASCII or a continuation byte that does not follow a three-byte
+// lead. The unit is computed at that byte as a byte for its low half and one for its high half:
+// ASCII gives itself; otherwise the low half is the byte's 6 bits under the low 2 bits of the byte
+// before, and the high half is the 3 other bits of a two-byte lead before, or 4 bits of the
+// continuation byte before under 4 bits of the three-byte lead two before (SSE2 shifts 16-bit lanes
+// only, and the masks drop the bits that cross between bytes). The units of the ends are then moved
+// together within each half of the window: each moves down by the number of other bytes before it,
+// in steps of 1, 2 and 4 lanes taken by the bits of that number. A unit never lands on one that
+// stays, since those numbers grow along the window by less than the lanes between.
+inline unsigned short* decodeEnds(__m128i v, __m128i prev1, __m128i prev2, __m128i inside,
+                                  unsigned short* q) {
+    const __m128i flip = _mm_set1_epi8(static_cast<char>(0x80));
+    const __m128i ascii = _mm_cmpgt_epi8(v, _mm_set1_epi8(-1));
+    const __m128i ends = _mm_and_si128(
+        inside, _mm_or_si128(ascii, _mm_andnot_si128(bytesAbove(_mm_xor_si128(prev1, flip), 0x5F),
+                                                     bytesBelow(v, -64))));
+    const __m128i afterLead3 = bytesAbove(_mm_xor_si128(prev2, flip), 0x5F);
+    const __m128i low = _mm_or_si128(_mm_and_si128(v, _mm_set1_epi8(0x3F)),
+                                     _mm_and_si128(_mm_slli_epi16(prev1, 6), _mm_set1_epi8(-0x40)));
+    const __m128i high =
+        _mm_or_si128(_mm_and_si128(_mm_and_si128(_mm_slli_epi16(prev2, 4), _mm_set1_epi8(-0x10)), afterLead3),
+                     _mm_and_si128(_mm_srli_epi16(prev1, 2), _mm_set1_epi8(0x0F)));
+    __m128i lowHalf = _mm_and_si128(select(ascii, low, v), ends);
+    __m128i highHalf = _mm_and_si128(_mm_andnot_si128(ascii, high), ends);
+    // The number of bytes before each end, in its half, that end nothing.
+    __m128i shift = _mm_slli_epi64(_mm_andnot_si128(ends, _mm_set1_epi8(1)), 8);
+    shift = _mm_add_epi8(shift, _mm_slli_epi64(shift, 8));
+    shift = _mm_add_epi8(shift, _mm_slli_epi64(shift, 16));
+    shift = _mm_add_epi8(shift, _mm_slli_epi64(shift, 32));
+    shift = _mm_and_si128(shift, ends);
+    for (int k = 0; k < 3; ++k) {
+        const __m128i bit = _mm_set1_epi8(static_cast<char>(1 << k));
+        const __m128i moves = _mm_cmpeq_epi8(_mm_and_si128(shift, bit), bit);
+        const int bits = 8 << k;
+        lowHalf = _mm_or_si128(_mm_andnot_si128(moves, lowHalf),
+                               _mm_srli_epi64(_mm_and_si128(moves, lowHalf), bits));
+        highHalf = _mm_or_si128(_mm_andnot_si128(moves, highHalf),
+                                _mm_srli_epi64(_mm_and_si128(moves, highHalf), bits));
+        // Runs of bytes that end nothing are at most two long, so no unit has more than 5 of them
+        // before it in its half: none that moves by 2 also moves by 4, and the counts need moving
+        // once only.
+        if (k == 0)
+            shift = _mm_or_si128(_mm_andnot_si128(moves, shift),
+                                 _mm_srli_epi64(_mm_and_si128(moves, shift), bits));
+    }
+    // The number of ends in each half, as two sums of 0/1 bytes.
+    const __m128i counts = _mm_sad_epu8(_mm_and_si128(ends, _mm_set1_epi8(1)), _mm_setzero_si128());
+    store16(q, _mm_unpacklo_epi8(lowHalf, highHalf));
+    q += _mm_cvtsi128_si32(counts);
+    store16(q, _mm_unpackhi_epi8(lowHalf, highHalf));
+    return q + _mm_extract_epi16(counts, 4);
+}
+
+// One window of 16 bytes from a sequence boundary s, for the cases the main loop does not take: the
+// window is cut before the first byte left alone and before a sequence that runs past it, and its
+// sequences are taken when they check out. A well-formed four-byte sequence where the window
+// stopped is decoded on its own; anything else goes through decodeOne up to where the window was to
+// end (it meets the fault there). Needs 16 bytes of source and 16 units of room.
+Step decodeWindow(const unsigned char*& s, const unsigned char* end, unsigned short*& d,
+                  const unsigned short* dEnd, int16_t& result) {
+    const __m128i v = load16(s);
+    const ByteClasses c = classify(v);
+    const uint32_t leads = c.lead2 | c.lead3;
+    int32_t limit = c.other ? lowestBit(c.other) : 16;
+    uint32_t inside = (1u << limit) - 1;
+    uint32_t expected = (leads & inside) << 1 | (c.lead3 & inside) << 2;
+    if (expected & ~inside) {
+        limit = highestBit(leads & inside);
+        inside = (1u << limit) - 1;
+        expected = (leads & inside) << 1 | (c.lead3 & inside) << 2;
+    }
+    const bool taken =
+        limit > 0 && (c.continuation & inside) == expected && (c.e0 << 1 & c.below0xA0 & inside) == 0;
+    if (taken) {
+        const __m128i insideLanes =
+            _mm_cmpgt_epi8(_mm_set1_epi8(static_cast<char>(limit)),
+                           _mm_setr_epi8(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15));
+        d = decodeEnds(v, _mm_slli_si128(v, 1), _mm_slli_si128(v, 2), insideLanes, d);
+        s += limit;
+    }
+    // A four-byte sequence, as emoji are, where the window stopped (at its start, or after the part
+    // taken): decoded here when it is well formed and fits.
+    if ((taken ? c.other >> limit & 1 : limit == 0) && end - s >= 4 && dEnd - d >= 2 && s[0] - 0xF0u < 5 &&
+        isContinuation(s[1]) && isContinuation(s[2]) && isContinuation(s[3])) {
+        const uint32_t v4 =
+            (s[0] & 0x07u) << 18 | (s[1] & 0x3Fu) << 12 | (s[2] & 0x3Fu) << 6 | (s[3] & 0x3Fu);
+        if (v4 - 0x10000 < 0x100000) {
+            d[0] = static_cast<unsigned short>(0xD800 + ((v4 - 0x10000) >> 10));
+            d[1] = static_cast<unsigned short>(0xDC00 + (v4 & 0x3FF));
+            s += 4;
+            d += 2;
+            return Step::Go;
+        }
+    }
+    if (taken) return Step::Go;
+    const unsigned char* stop = s + (limit == 0 ? 1 : limit);
+    do {
+        if (decodeOne(s, end, d, dEnd, result) == Step::Stop) return Step::Stop;
+    } while (s < stop && s < end && d < dEnd);
+    return Step::Go;
+}
+
+// Sixteen bytes at a time, at a fixed stride so that the next load never waits for this window's
+// work: a window is taken whole when its continuation bytes are exactly those that its leads, and
+// the leads at the end of the window before, call for, and it holds only ASCII and two- and
+// three-byte sequences. Each sequence's unit is computed at its last byte, from that byte and the
+// two before it (taken from the window before where needed), and the units of the bytes that end a
+// sequence are packed together. A window that does not check out goes back to the start of the
+// sequence it continues and through decodeWindow. Only sequences that decodeOne would take without
+// a word are taken here, so the results cannot differ.
+Step decodeVector(const unsigned char*& s, const unsigned char* end, unsigned short*& d,
+                  const unsigned short* dEnd, int16_t& result) {
+    const __m128i zero = _mm_setzero_si128();
+    // Kept in registers; s and d are written only around the slow path and at the end.
+    const unsigned char* p = s;
+    unsigned short* q = d;
+    __m128i previous = zero;
+    // Bits 0 and 1: the continuation bytes that the last sequence of the window before calls for
+    // here; bit 2: that window ended with E0. pending: the bytes of that unfinished sequence.
+    uint32_t carried = 0;
+    int32_t pending = 0;
+    while (end - p >= 16 && dEnd - q >= 16) {
+        const __m128i v = load16(p);
+        if ((laneBits(v) | carried) == 0) {
+            store16(q, _mm_unpacklo_epi8(v, zero));
+            store16(q + 8, _mm_unpackhi_epi8(v, zero));
+            previous = v;
+            p += 16;
+            q += 16;
+            continue;
+        }
+        const ByteClasses c = classify(v);
+        const uint32_t leads = c.lead2 | c.lead3;
+        const uint32_t expected = (carried & 3) | leads << 1 | c.lead3 << 2;
+        const uint32_t overlong = (c.e0 << 1 | carried >> 2) & c.below0xA0;
+        if ((((c.continuation ^ expected) | overlong) & 0xFFFF) | c.other) {
+            s = p - pending;
+            d = q;
+            if (decodeWindow(s, end, d, dEnd, result) == Step::Stop) return Step::Stop;
+            p = s;
+            q = d;
+            previous = zero;
+            carried = 0;
+            pending = 0;
+            continue;
+        }
+        q = decodeEnds(v, _mm_or_si128(_mm_slli_si128(v, 1), _mm_srli_si128(previous, 15)),
+                       _mm_or_si128(_mm_slli_si128(v, 2), _mm_srli_si128(previous, 14)), _mm_set1_epi8(-1),
+                       q);
+        carried = expected >> 16 | (c.e0 >> 15) << 2;
+        pending = leads >> 15 ? 1 : (c.lead3 >> 14 & 1) ? 2 : 0;
+        previous = v;
+        p += 16;
+    }
+    s = p - pending;
+    d = q;
+    return Step::Go;
+}
+
+// Eight units at a time: the bytes of each unit's UTF-8 form are computed in 16-bit lanes by its
+// class (below U+0080, below U+0800, the other units of the basic plane), put together as one
+// 32-bit form per unit with its length, and the forms are written one after another, four bytes
+// each time with the next form overwriting the spare ones. Surrogates go through encodeOne. A block
+// needs 8 * 3 bytes of room plus the spare byte of the last store; the loop keeps 32.
+Step encodeVector(const unsigned short*& s, const unsigned short* end, unsigned char*& d,
+                  const unsigned char* dEnd, int16_t& result) {
+    const __m128i zero = _mm_setzero_si128();
+    // Kept in registers; s and d are written only around encodeOne and at the end.
+    const unsigned short* p = s;
+    unsigned char* q = d;
+    while (end - p >= 8 && dEnd - q >= 32) {
+        const __m128i v = load16(p);
+        const __m128i ascii = _mm_cmpeq_epi16(_mm_and_si128(v, _mm_set1_epi16(-0x80)), zero);
+        if (laneBits(ascii) == 0xFFFF) {
+            _mm_storel_epi64(reinterpret_cast<__m128i*>(q), _mm_packus_epi16(v, v));
+            p += 8;
+            q += 8;
+            continue;
+        }
+        const uint32_t surrogate =
+            laneBits(_mm_cmpeq_epi16(_mm_and_si128(v, _mm_set1_epi16(-0x800)), _mm_set1_epi16(-0x2800)));
+        const int32_t count = surrogate ? lowestBit(surrogate) / 2 : 8;
+        const __m128i below800 = _mm_cmpeq_epi16(_mm_and_si128(v, _mm_set1_epi16(-0x800)), zero);
+        const __m128i low6 = _mm_or_si128(_mm_and_si128(v, _mm_set1_epi16(0x3F)), _mm_set1_epi16(0x80));
+        const __m128i mid6 =
+            _mm_or_si128(_mm_and_si128(_mm_srli_epi16(v, 6), _mm_set1_epi16(0x3F)), _mm_set1_epi16(0x80));
+        const __m128i lead =
+            select(ascii,
+                   select(below800, _mm_or_si128(_mm_srli_epi16(v, 12), _mm_set1_epi16(0xE0)),
+                          _mm_or_si128(_mm_srli_epi16(v, 6), _mm_set1_epi16(0xC0))),
+                   v);
+        const __m128i firstTwo = _mm_or_si128(lead, _mm_slli_epi16(select(below800, mid6, low6), 8));
+        alignas(16) uint32_t form[8];
+        alignas(16) unsigned short length[8];
+        store16(form, _mm_unpacklo_epi16(firstTwo, low6));
+        store16(form + 4, _mm_unpackhi_epi16(firstTwo, low6));
+        store16(length, _mm_add_epi16(_mm_add_epi16(_mm_set1_epi16(3), ascii), below800));
+        for (int32_t k = 0; k < count; ++k) {
+            std::memcpy(q, form + k, 4);
+            q += length[k];
+        }
+        p += count;
+        if (count < 8) {
+            s = p;
+            d = q;
+            if (encodeOne(s, end, d, dEnd, result) == Step::Stop) return Step::Stop;
+            p = s;
+            q = d;
+        }
+    }
+    s = p;
+    d = q;
+    return Step::Go;
+}
+
+#endif
+
+} // namespace
+
+namespace encoders {
+
+// Stops at the first bad sequence after writing U+FFFD for it (ErrConversion), and before a sequence
+// that the source cuts short or whose pair does not fit (ErrPartialMultibyte). The bulk loops work
+// while a block of room is left on both sides; the rest goes through decodeOne. The destination
+// beyond the units reported may have been written as scratch.
+int16_t decodeUtf8(const char* src, int32_t& srcLen, unsigned short* dst, int32_t& dstLen, Loops loops) {
+    const unsigned char* const begin = reinterpret_cast<const unsigned char*>(src);
+    const unsigned char* const end = begin + atLeastZero(srcLen);
+    unsigned short* const dEnd = dst + atLeastZero(dstLen);
+    const unsigned char* s = begin;
+    unsigned short* d = dst;
+    int16_t result = ErrNone;
+#if QUARN_ENCODERS_SSE2
+    Step step = loops == Loops::Vector ? decodeVector(s, end, d, dEnd, result)
+                                       : decodePortable(s, end, d, dEnd, result);
+#else
+    (void)loops;
+    Step step = decodePortable(s, end, d, dEnd, result);
+#endif
+    while (step == Step::Go && s < end && d < dEnd)
+        step = decodeOne(s, end, d, dEnd, result);
+    srcLen = int32_t(s - begin);
+    dstLen = int32_t(d - dst);
+    return result;
+}
+
+// A character that does not fit stops the conversion with result 0: the caller sees the source not
+// fully consumed and continues with a fresh destination. Characters from U+40000 up are refused
+// (ErrConversion) as they always have been. Like decoding, the bulk loops may write scratch bytes past
+// those reported.
+int16_t encodeUtf8(const unsigned short* src, int32_t& srcLen, char* dst, int32_t& dstLen, Loops loops) {
+    const unsigned short* const end = src + atLeastZero(srcLen);
+    unsigned char* const begin = reinterpret_cast<unsigned char*>(dst);
+    unsigned char* const dEnd = begin + atLeastZero(dstLen);
+    const unsigned short* s = src;
+    unsigned char* d = begin;
+    int16_t result = ErrNone;
+#if QUARN_ENCODERS_SSE2
+    Step step = loops == Loops::Vector ? encodeVector(s, end, d, dEnd, result)
+                                       : encodePortable(s, end, d, dEnd, result);
+#else
+    (void)loops;
+    Step step = encodePortable(s, end, d, dEnd, result);
+#endif
+    while (step == Step::Go && s < end)
+        step = encodeOne(s, end, d, dEnd, result);
     srcLen = int32_t(s - src);
     dstLen = int32_t(d - begin);
     return result;
+}
+
+} // namespace encoders
+
+int16_t UTF8Encoder::toUnicode(const char* src, int32_t& srcLen, unsigned short* dst, int32_t& dstLen,
+                               bool) const {
+    return decodeUtf8(src, srcLen, dst, dstLen, kBestLoops);
+}
+
+int16_t UTF8Encoder::toMBCS(const unsigned short* src, int32_t& srcLen, char* dst, int32_t& dstLen,
+                            bool) const {
+    return encodeUtf8(src, srcLen, dst, dstLen, kBestLoops);
 }
 
 } // namespace Quarn

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <random>
 
 // kPythonCp1252 and kPythonMacRoman: python's decoding of every byte, -1 where it has none.
 #include "encoders/data/SingleByteOracle.inc"
@@ -249,6 +250,77 @@ TEST(SingleByteConversions, BlockPathsAgreeWithOneByteAtATime) {
                 Decoded cut = decodeWith(latin1, bytes, room);
                 EXPECT_EQ(cut.consumed, room);
                 EXPECT_EQ(cut.result, static_cast<int32_t>(at) < room ? ErrCannotConvert : ErrNone);
+            }
+        }
+    }
+}
+
+} // namespace
+
+namespace {
+
+// Random text against the rules, one unit at a time: long ASCII runs (the paths that take 16 or 32
+// at once), literal question marks next to replaced units, every kind of unit the maps tell apart,
+// and every room.
+TEST(SingleByteConversions, RandomTextAgreesWithTheRulesAtEveryRoom) {
+    AsciiEncoder ascii;
+    BinaryEncoder binary;
+    CP1252Encoder cp1252;
+    ISO88591Encoder latin1;
+    MacRomanEncoder macRoman;
+    const std::pair<const Encoder*, const char*> cases[] = {{&ascii, "ascii"},
+                                                            {&binary, "binary"},
+                                                            {&cp1252, "cp1252"},
+                                                            {&latin1, "latin1"},
+                                                            {&macRoman, "macroman"}};
+    const char16_t interesting[] = {u'?',  0,     0x7F,   0x80,   0x9F,   0xA0,   0xFF,   0x100,  0x151,
+                                    0x152, 0x2C6, 0x2013, 0x20AC, 0x2122, 0xF8FF, 0xFB01, 0xFFFD, 0x3F3F};
+    std::mt19937 random(21);
+    for (int round = 0; round < 300; ++round) {
+        std::u16string text;
+        std::string bytes;
+        while (text.size() < 1 + random() % 90) {
+            if (random() % 3 == 0) {
+                size_t run = random() % 40;
+                for (size_t i = 0; i < run; ++i) {
+                    text += static_cast<char16_t>('a' + random() % 26);
+                    bytes += static_cast<char>('a' + random() % 26);
+                }
+            } else {
+                text += random() % 2 ? interesting[random() % (sizeof interesting / sizeof interesting[0])]
+                                     : static_cast<char16_t>(random() % 0x10000);
+                bytes += static_cast<char>(random() % 256);
+            }
+        }
+        for (const auto& c : cases) {
+            const std::u16string decodedAll = expectedDecoding(c.second);
+            for (int32_t room = 0; room <= static_cast<int32_t>(text.size()) + 1; ++room) {
+                std::string want;
+                int16_t wantResult = ErrNone;
+                for (size_t i = 0; i < text.size() && i < static_cast<size_t>(room); ++i) {
+                    const int byte = expectedByte(c.second, text[i]);
+                    want += static_cast<char>(byte < 0 ? '?' : byte);
+                    if (byte < 0) wantResult = ErrConversion;
+                }
+                Encoded e = encodeWith(*c.first, text, room);
+                ASSERT_EQ(e.bytes, want) << c.second << " room " << room;
+                ASSERT_EQ(e.consumed, static_cast<int32_t>(want.size()));
+                ASSERT_EQ(e.result, wantResult) << c.second << " room " << room;
+            }
+            for (int32_t room = 0; room <= static_cast<int32_t>(bytes.size()) + 1; ++room) {
+                std::u16string want;
+                int16_t wantResult = ErrNone;
+                for (size_t i = 0; i < bytes.size() && i < static_cast<size_t>(room); ++i) {
+                    const unsigned b = static_cast<unsigned char>(bytes[i]);
+                    want += decodedAll[b];
+                    if (std::string(c.second) == "ascii" && b >= 0x80) wantResult = ErrConversion;
+                    if (std::string(c.second) == "latin1" && b >= 0x80 && b <= 0x9F)
+                        wantResult = ErrCannotConvert;
+                }
+                Decoded d = decodeWith(*c.first, bytes, room);
+                ASSERT_EQ(d.text, want) << c.second << " room " << room;
+                ASSERT_EQ(d.consumed, static_cast<int32_t>(want.size()));
+                ASSERT_EQ(d.result, wantResult) << c.second << " room " << room;
             }
         }
     }
