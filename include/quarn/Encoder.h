@@ -45,6 +45,12 @@ public:
     virtual int16_t getUnicodeLength(const char* src, int32_t len, int32_t& out) const;
     virtual int16_t getMBCSLength(const unsigned short* src, int32_t len, int32_t& out) const;
 
+    // The most units len bytes can ever decode to, or -1 when the encoder cannot promise a bound.
+    // String::decode converts in one call into that much room instead of asking getUnicodeLength
+    // first (the room it does not use is never touched and is given back). A library addition after
+    // the slots above; the base promises nothing.
+    virtual int32_t getDecodedLimit(int32_t len) const;
+
     // The conversions proper (see the contract above). An encoder that does not implement them
     // returns ErrInternal.
     virtual int16_t toUnicode(const char* src, int32_t& srcLen, unsigned short* dst, int32_t& dstLen,

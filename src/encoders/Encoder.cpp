@@ -47,6 +47,10 @@ int16_t Encoder::getMBCSLength(const unsigned short*, int32_t, int32_t& out) con
     return ErrNone;
 }
 
+int32_t Encoder::getDecodedLimit(int32_t) const {
+    return -1;
+}
+
 int16_t Encoder::toUnicode(const char*, int32_t&, unsigned short*, int32_t&, bool) const {
     return ErrInternal;
 }

@@ -1,5 +1,6 @@
 #include "encoders/UnicodeEncoders.h"
 
+#include "encoders/Sse2.h"
 #include "encoders/UTF8Loops.h"
 #include "encoders/WordAtATime.h"
 
@@ -30,6 +31,14 @@ inline int32_t leadLength(uint32_t b) {
     return 0;
 }
 
+// Set bits of a 16-bit mask.
+inline int32_t bitCount16(uint32_t m) {
+    m = m - ((m >> 1) & 0x5555);
+    m = (m & 0x3333) + ((m >> 2) & 0x3333);
+    m = (m + (m >> 4)) & 0x0F0F;
+    return static_cast<int32_t>((m + (m >> 8)) & 0x1F);
+}
+
 } // namespace
 
 const unsigned short* UTF8Encoder::getNames() const {
@@ -45,6 +54,36 @@ int16_t UTF8Encoder::getUnicodeLength(const char* src, int32_t len, int32_t& out
     const int64_t n = atLeastZero(len);
     int64_t pos = 0;
     int32_t count = 0;
+#if QUARN_ENCODERS_SSE2
+    // Sixteen bytes at a time while every sequence is well formed: then the walk's lead positions are
+    // exactly the bytes that are not continuation bytes. The first block that is not (or holds a byte
+    // that cannot lead) is left to the byte-by-byte walk, from the walk's own position.
+    uint32_t carried = 0; // bytes of the next block that the last sequence here covers, one bit each
+    while (n - pos >= 16) {
+        // Runs of plain ASCII, the common case, go 64 bytes at a time.
+        while (!carried && n - pos >= 64) {
+            const __m128i any = _mm_or_si128(_mm_or_si128(load16(s + pos), load16(s + pos + 16)),
+                                             _mm_or_si128(load16(s + pos + 32), load16(s + pos + 48)));
+            if (laneBits(any)) break;
+            count += 64;
+            pos += 64;
+        }
+        if (n - pos < 16) break;
+        const __m128i v = load16(s + pos);
+        const uint32_t high = laneBits(v);
+        const uint32_t continuation = laneBits(bytesBelow(v, -64));
+        const uint32_t lead2 = laneBits(bytesAbove(v, -65)) & high;
+        const uint32_t lead3 = laneBits(bytesAbove(v, -33)) & high;
+        const uint32_t lead4 = laneBits(bytesAbove(v, -17)) & high;
+        const uint32_t refused = laneBits(bytesAbove(v, -9)) & high;
+        const uint32_t covered = (lead2 << 1) | (lead3 << 2) | (lead4 << 3) | carried;
+        if (refused || (covered & 0xFFFF) != continuation) break;
+        count += 16 - bitCount16(continuation);
+        carried = covered >> 16;
+        pos += 16;
+    }
+    pos += bitCount16(carried);
+#endif
     while (pos < n) {
         if (n - pos >= kByteBlock && asciiBytes(s + pos)) {
             count += kByteBlock;
@@ -70,9 +109,29 @@ int16_t UTF8Encoder::getUnicodeLength(const char* src, int32_t len, int32_t& out
 // bytes, so the figure is an upper bound for text with characters above U+FFFF.
 int16_t UTF8Encoder::getMBCSLength(const unsigned short* src, int32_t len, int32_t& out) const {
     const int32_t n = atLeastZero(len);
-    int64_t bytes = 0;
-    for (int32_t i = 0; i < n; ++i)
-        bytes += 1 + (src[i] >= 0x80) + (src[i] >= 0x800);
+    int64_t bytes = n;
+    int32_t i = 0;
+#if QUARN_ENCODERS_SSE2
+    // Eight units at a time: one more byte from U+0080 on and another from U+0800 on. The 16-bit
+    // lanes are compared as signed numbers after flipping their top bit, and counted in blocks short
+    // enough that no lane can overflow.
+    const __m128i flip = _mm_set1_epi16(static_cast<short>(0x8000));
+    const __m128i from80 = _mm_set1_epi16(static_cast<short>(0x7F ^ 0x8000));
+    const __m128i from800 = _mm_set1_epi16(static_cast<short>(0x7FF ^ 0x8000));
+    while (n - i >= 8) {
+        __m128i extra = _mm_setzero_si128();
+        for (int block = 0; block < 8192 && n - i >= 8; ++block, i += 8) {
+            const __m128i v = _mm_xor_si128(load16(src + i), flip);
+            extra = _mm_sub_epi16(extra, _mm_cmpgt_epi16(v, from80));
+            extra = _mm_sub_epi16(extra, _mm_cmpgt_epi16(v, from800));
+        }
+        int32_t lanes[4];
+        store16(lanes, _mm_madd_epi16(extra, _mm_set1_epi16(1)));
+        bytes += int64_t(lanes[0]) + lanes[1] + lanes[2] + lanes[3];
+    }
+#endif
+    for (; i < n; ++i)
+        bytes += (src[i] >= 0x80) + (src[i] >= 0x800);
     out = bytes > INT32_MAX ? -1 : int32_t(bytes);
     return ErrNone;
 }

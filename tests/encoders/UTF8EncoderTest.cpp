@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <string>
+#include <vector>
 
 using namespace Quarn;
 using namespace quarn_test;
@@ -218,6 +220,58 @@ TEST(UTF8Lengths, CountsAsStated) {
     std::u16string text = units({0x41, 0x7F, 0x80, 0x7FF, 0x800, 0xFFFF, 0xD83D, 0xDE00});
     EXPECT_EQ(utf8.getMBCSLength(reinterpret_cast<const unsigned short*>(text.data()), 8, out), ErrNone);
     EXPECT_EQ(out, 1 + 1 + 2 + 2 + 3 + 3 + 6); // a pair counts 3 per unit
+}
+
+// The length query reads sixteen bytes at a time while the text is well formed; whatever the text,
+// it must count exactly what the byte-by-byte walk over lead bytes counts.
+TEST(UTF8Lengths, BlockCountAgreesWithTheLeadByteWalk) {
+    auto walk = [](const std::string& bytes, int32_t& out) -> int16_t {
+        int32_t count = 0;
+        for (size_t pos = 0; pos < bytes.size(); ++count) {
+            const unsigned char b = static_cast<unsigned char>(bytes[pos]);
+            const int step = b < 0x80 ? 1 : b < 0xC0 ? 0 : b < 0xE0 ? 2 : b < 0xF0 ? 3 : b < 0xF8 ? 4 : 0;
+            if (step == 0) return out = -1, ErrConversion;
+            pos += static_cast<size_t>(step);
+        }
+        return out = count, ErrNone;
+    };
+    const std::string pieces[] = {"a",    "\xD0\x96", "\xE4\xB8\xAD", "\xF0\x9F\x98\x80",
+                                  "\x80", "\xC3\xC3", "\xF8"};
+    std::mt19937 random(99);
+    UTF8Encoder utf8;
+    for (int round = 0; round < 4000; ++round) {
+        std::string bytes;
+        const int length = static_cast<int>(random() % 80);
+        while (static_cast<int>(bytes.size()) < length) {
+            // Mostly well-formed text; now and then a piece that breaks the structure.
+            const size_t piece = random() % 20 == 0 ? 4 + random() % 3 : random() % 4;
+            bytes += pieces[piece];
+        }
+        if (random() % 3 == 0 && !bytes.empty()) bytes.pop_back(); // a cut last sequence
+        int32_t expected = 0, got = 0;
+        const int16_t expectedCode = walk(bytes, expected);
+        EXPECT_EQ(utf8.getUnicodeLength(bytes.data(), static_cast<int32_t>(bytes.size()), got), expectedCode)
+            << "round " << round;
+        EXPECT_EQ(got, expected) << "round " << round;
+    }
+}
+
+// The byte count is taken eight units at a time; any length and any mix must give the per-unit sum.
+TEST(UTF8Lengths, ByteCountAgreesWithThePerUnitRule) {
+    std::mt19937 random(7);
+    UTF8Encoder utf8;
+    for (int round = 0; round < 500; ++round) {
+        std::vector<unsigned short> units(random() % 100);
+        int32_t expected = 0;
+        for (unsigned short& u : units) {
+            static const unsigned short edges[] = {0x7F, 0x80, 0x7FF, 0x800, 0xD800, 0xFFFF, 0};
+            u = random() % 3 ? edges[random() % 7] : static_cast<unsigned short>(random());
+            expected += u < 0x80 ? 1 : u < 0x800 ? 2 : 3;
+        }
+        int32_t got = -1;
+        EXPECT_EQ(utf8.getMBCSLength(units.data(), static_cast<int32_t>(units.size()), got), ErrNone);
+        EXPECT_EQ(got, expected) << "round " << round;
+    }
 }
 
 TEST(UTF8RoundTrips, RandomTextAgreesWithTheStandardForm) {
