@@ -226,6 +226,9 @@ protected:
     void init(int32_t n);
     // Resizes to n units, keeping the first ones (see the capacity and shrink rules in String.cpp).
     void adjust(int32_t n);
+    // Makes the buffer private with room for at least n units, keeping the text; for writers that fill
+    // the room first and set the length afterwards with adjust().
+    void reserve(int32_t n);
     void add(unsigned short c);
     void add(const unsigned short* text, int32_t len);
 

@@ -243,6 +243,25 @@ void String::adjust(int32_t n) {
     data->units[n] = 0;
 }
 
+void String::reserve(int32_t n) {
+    if (n <= data->limit && data->refCount == 1) return;
+    if (n > kMaxLength) throw std::bad_alloc();
+    const int32_t length = data->length;
+    if (data->refCount == 1) {
+        const int32_t capacity = StringAccess::capacityFor(n);
+        data =
+            static_cast<StringData*>(Heap::reAlloc(data, kHeaderBytes + static_cast<size_t>(capacity) * 2));
+        data->limit = capacity - 1;
+        return;
+    }
+    StringData* fresh = newBuffer(n);
+    copyUnits(fresh->units, data->units, length);
+    fresh->length = length;
+    fresh->units[length] = 0;
+    release();
+    data = fresh;
+}
+
 void String::add(unsigned short c) {
     int32_t n = data->length;
     adjust(n + 1);

@@ -25,6 +25,7 @@ struct StringAccess {
     static unsigned short* units(String& s) { return s.data->units; }
     static void unique(String& s) { s.unique(); }
     static void adjust(String& s, int32_t n) { s.adjust(n); }
+    static void reserve(String& s, int32_t n) { s.reserve(n); }
     static void add(String& s, const unsigned short* text, int32_t len) { s.add(text, len); }
     static void add(String& s, unsigned short c) { s.add(c); }
 };

@@ -31,9 +31,14 @@ char* newScratch(size_t size) {
 class StringSink {
 public:
     explicit StringSink(String& text) : text(text), used(0) {}
+    // Room grows geometrically and the length is set only at the end, so a text decoded in many
+    // pieces is not reallocated for each of them.
     unsigned short* reserve(int32_t n) {
         if (n > INT32_MAX - used) throw std::bad_alloc();
-        StringAccess::adjust(text, used + n);
+        if (used + n > StringAccess::capacity(text) - 1) {
+            const int32_t doubled = used > INT32_MAX / 2 ? INT32_MAX : used * 2;
+            StringAccess::reserve(text, used + n > doubled ? used + n : doubled);
+        }
         return StringAccess::units(text) + used;
     }
     void commit(int32_t n) { used += n; }

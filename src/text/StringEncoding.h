@@ -35,15 +35,17 @@ inline int32_t clampCount(int32_t count, int32_t most) {
 
 // Decodes len bytes with encoder into sink, which offers `unsigned short* reserve(int32_t n)` (room
 // for n more units) and `void commit(int32_t n)` (n of them were written). When the encoder can
-// tell the length, the text is converted in one call straight into the sink; otherwise, or when
+// bound or tell the length, the text is converted in one call straight into the sink; otherwise, or when
 // that call stops early (a character the count missed, a conversion error after which the encoder
 // stops), in pieces, each call after the first passing continued. Conversion goes on while calls
 // make progress. An encoder that refuses the source in its length query decodes nothing: its code
-// is the result.
+// is the result (an encoder that gives a bound is not asked).
 template <class Sink> int16_t decodeBytesInto(Encoder& encoder, const char* src, int32_t len, Sink& sink) {
     if (!src || len <= 0) return ErrNone;
-    int32_t known = -1;
-    if (encoder.hasNewAPI()) {
+    int32_t known = encoder.getDecodedLimit(len);
+    if (known >= 0) {
+        // A bound is enough: one call into that much room, cut back to what was written.
+    } else if (encoder.hasNewAPI()) {
         const int16_t refused = encoder.getUnicodeLength(src, len, known);
         if (refused != ErrNone) return refused;
     } else {

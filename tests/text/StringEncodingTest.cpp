@@ -180,8 +180,9 @@ TEST_F(StringEncoding, TheStatusIsTheFirstProblemAndTheTextWhatCouldBeConverted)
     EXPECT_EQ(status, ErrConversion);
     EXPECT_EQ(decoded("ab\xE2\x82", utf8, &status), u"ab");
     EXPECT_EQ(status, ErrPartialMultibyte);
-    // A byte that cannot begin a sequence fails the length query: nothing is decoded.
-    EXPECT_EQ(decoded("ab\x80", utf8, &status).length(), 0);
+    // A byte that cannot begin a sequence is replaced like any bad sequence (UTF-8 gives a bound, so
+    // its length query, which refuses such a byte, is not asked).
+    EXPECT_EQ(decoded("ab\x80", utf8, &status), u"ab\uFFFD");
     EXPECT_EQ(status, ErrConversion);
     // An encoder that stops where it cannot go on leaves what came before.
     EXPECT_EQ(encoded(String(unitsOf({'a', 0xDC00, 'b'})), utf8, &status), "a");
