@@ -1,18 +1,26 @@
 #include "memory/DefaultAllocator.h"
+#include "platform/Platform.h"
 
 #include <climits>
 #include <cmath>
 
-DefaultAllocator::DefaultAllocator() : lists(), cacheLimit(0) { applyLimit(kDefaultCacheLimit); }
+DefaultAllocator::DefaultAllocator() : lists(), cacheLimit(0) {
+    applyLimit(kDefaultCacheLimit);
+}
 
 void DefaultAllocator::applyLimit(int32_t limit) {
     cacheLimit = limit;
-    for (int key = 0; key < kListCount; ++key) lists[key].limit = key > kHalfLimitAbove ? limit / 2 : limit;
+    for (int key = 0; key < kListCount; ++key)
+        lists[key].limit = key > kHalfLimitAbove ? limit / 2 : limit;
 }
 
-DefaultAllocator::~DefaultAllocator() { flush(); }
+DefaultAllocator::~DefaultAllocator() {
+    flush();
+}
 
-void* DefaultAllocator::allocMem(size_t size, const char*, int) { return allocate(size); }
+void* DefaultAllocator::allocMem(size_t size, const char*, int) {
+    return allocate(size);
+}
 
 void* DefaultAllocator::allocateFromSystem(size_t blockSize) {
     void* block = std::malloc(blockSize);
@@ -23,6 +31,7 @@ void* DefaultAllocator::allocateFromSystem(size_t blockSize) {
         if (!block) return nullptr;
     }
     *static_cast<size_t*>(block) = blockSize;
+    Quarn::platform::adviseLargeBlock(block, blockSize);
     return static_cast<char*>(block) + kHeaderSize;
 }
 
@@ -33,7 +42,10 @@ void* DefaultAllocator::reallocMem(void* p, size_t size) {
     // No flush and retry here, unlike allocation.
     void* resized = std::realloc(block, size + kHeaderSize);
     if (!resized) return nullptr;
-    if (resized == block) ++reallocInPlace;
+    if (resized == block)
+        ++reallocInPlace;
+    else
+        Quarn::platform::adviseLargeBlock(resized, size + kHeaderSize);
     // The size without the header is recorded on purpose: the block is later filed one list lower
     // than a fresh block of the same size, which only makes its reuse more conservative.
     *static_cast<size_t*>(resized) = size;

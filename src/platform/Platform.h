@@ -15,6 +15,11 @@ bool readTimeZoneBias(int32_t& minutes);
 // The platform's own line end as a String line-end kind: 3 (LF) on POSIX, 1 (CR LF) on Windows.
 int nativeLineEnd();
 
+// A hint for a large block fresh from the system heap (several megabytes, such as the text of a
+// whole file): back it with large pages where the platform offers them, so that filling it costs a
+// few page faults instead of thousands. Does nothing for smaller blocks or where not supported.
+void adviseLargeBlock(void* block, size_t bytes);
+
 // Code-page conversion keyed by Windows code-page numbers: the Win32 converters on Windows, glibc
 // iconv elsewhere (the number is mapped to an iconv charset name). A converter belongs to whoever
 // opened it.
@@ -31,8 +36,8 @@ void closeCodePage(CodePageConverter* converter);
 // which other platforms do not use.
 int32_t codePageToUnicode(CodePageConverter* converter, uint32_t flags, const char* src, int32_t len,
                           unsigned short* dst, int32_t dstLen);
-int32_t codePageToBytes(CodePageConverter* converter, uint32_t flags, const unsigned short* src,
-                        int32_t len, char* dst, int32_t dstLen);
+int32_t codePageToBytes(CodePageConverter* converter, uint32_t flags, const unsigned short* src, int32_t len,
+                        char* dst, int32_t dstLen);
 
 // The setting the system's legacy encoding comes from, as 0-terminated bytes in buffer: the ANSI
 // code page number on Windows; on POSIX the locale of the character type, the first of LC_ALL,
