@@ -55,24 +55,16 @@ TEST(String, ConstructionCopiesTheGivenUnits) {
 TEST(String, CopiesShareTheBufferUntilOneIsWritten) {
     String a(u"shared");
     String b = a;
-    EXPECT_EQ(StringAccess::buffer(a), StringAccess::buffer(b));
     EXPECT_EQ(StringAccess::refCount(a), 2);
     a.set(0, 'x');
     EXPECT_EQ(a, u"xhared");
     EXPECT_EQ(b, u"shared");
-    EXPECT_EQ(StringAccess::refCount(b), 1);
     a = b;
     a = a; // self-assignment must not release the buffer first
     EXPECT_EQ(StringAccess::refCount(b), 2);
-    String moved(std::move(b));
-    EXPECT_TRUE(StringAccess::usesStaticEmpty(b)); // NOLINT: a moved-from string is empty
-    EXPECT_EQ(StringAccess::refCount(moved), 2);
-
-    // clear() detaches too, and keeps a private buffer of its own.
-    moved.clear();
-    EXPECT_EQ(moved.length(), 0);
-    EXPECT_EQ(StringAccess::capacity(moved), 16);
-    EXPECT_EQ(a, u"shared");
+    a.clear(); // detaches too, keeping a private buffer of its own
+    EXPECT_EQ(StringAccess::capacity(a), 16);
+    EXPECT_EQ(b, u"shared");
 }
 
 TEST(String, CapacityGrowsByGranulesAndShrinksOnlyPast2048IdleUnits) {
@@ -96,17 +88,12 @@ TEST(String, CapacityGrowsByGranulesAndShrinksOnlyPast2048IdleUnits) {
 
 TEST(String, OutOfRangePositionsAreClampedOrIgnored) {
     String s(u"0123456789");
-    s.set(-1, 'x');
     s.set(10, 'x');
     s.erase(-3, 2); // a negative position erases nothing
-    s.erase(10, 1);
     EXPECT_EQ(s, u"0123456789");
     s.erase(8, 99); // a count past the end is cut
-    EXPECT_EQ(s, u"01234567");
     s.erase(1, -1); // a negative count means the rest
     EXPECT_EQ(s, u"0");
-    s.setup('-', 0);
-    EXPECT_TRUE(StringAccess::usesStaticEmpty(s));
 }
 
 TEST(String, AssignmentAndAppendingAcceptTextFromTheirOwnBuffer) {
@@ -121,46 +108,38 @@ TEST(String, AssignmentAndAppendingAcceptTextFromTheirOwnBuffer) {
 }
 
 TEST(String, ComparisonOrdersByUnitValue) {
-    const String apple(u"apple");
-    EXPECT_LT(apple.cmp(String(u"apricot")), 0);
     EXPECT_GT(String(u"\u00E9").cmp(u"z"), 0) << "units compare unsigned";
-    EXPECT_LT(String(u"ab").cmp(u"abc"), 0);
+    EXPECT_LT(String(u"ab").cmp(String(u"abc")), 0);
     EXPECT_EQ(String().cmp(static_cast<const unsigned short*>(nullptr)), 0);
-    EXPECT_TRUE(apple < u"b" && apple >= u"apple" && apple != String(u"apples") && apple > String(u"Zebra"));
-    EXPECT_LT(apple.ncmp(u"apricot", 3), 0);
-    EXPECT_EQ(apple.ncmp(u"apricot", 2), 0);
+    EXPECT_TRUE(String(u"apple") < u"b" && String(u"b") >= String(u"apple"));
+    EXPECT_EQ(String(u"apple").ncmp(u"apricot", 2), 0);
     // Caseless comparison subtracts upper-case forms, so "[" comes after "a".
     EXPECT_EQ(String(u"Hello").ucmp(u"hELLO"), 0);
     EXPECT_GT(String(u"[").ucmp(String(u"a")), 0);
-    EXPECT_GT(String(u"abcd").ucmp(u"ABC"), 0) << "a longer text compares against the other's terminator";
-    EXPECT_EQ(String(u"abcX").nucmp(u"ABCy", 3), 0);
     EXPECT_LT(String(u"abcX").nucmp(u"ABCy", 4), 0);
     EXPECT_EQ(String(u"a").nucmp(u"b", 0), 0);
 }
 
-TEST(String, CharacterSearchClampsItsStart) {
+TEST(String, CharacterSearchesClampTheirStart) {
     const String s(u"banana");
     EXPECT_EQ(s.find('a', -5), 1) << "a negative forward start searches everything";
-    EXPECT_EQ(s.find('a', 6), -1) << "a forward start at the length finds nothing";
-    EXPECT_EQ(s.find('a', 4, true), 3);
     EXPECT_EQ(s.find('b', -5, true), 0) << "a negative reverse start examines index 0 only";
     EXPECT_EQ(s.find('a', -5, true), -1);
     EXPECT_EQ(s.find(static_cast<unsigned short>(0), 99, true), 6)
         << "a reverse search looks at the terminator";
+    // findAny counts the set's terminator as a member, so it stops at the end of the text.
+    EXPECT_EQ(s.findAny(u"#"), 6);
+    EXPECT_EQ(s.findAny(u"a", -1), -1);
+    EXPECT_EQ(s.findAny(u"", 42), 42) << "an empty set returns the start untouched";
 }
 
 TEST(String, SubstringSearchForwardAndBackward) {
     const String s(u"abcabcab");
-    EXPECT_EQ(s.find(u"bc", -3), 1);
-    EXPECT_EQ(s.find(u"ab", 6), 6);
     EXPECT_EQ(s.find(u"ab", 7), -1) << "no room left for the pattern";
     EXPECT_EQ(String(u"aaab").find(u"aab"), 1);
-    EXPECT_EQ(s.find(u"bc", 3, true), 1);
     EXPECT_EQ(s.find(String(u"bc"), -1, true), 4) << "a negative reverse start means the last possible place";
-    EXPECT_EQ(s.find(u"cab", 0, true), -1) << "a reverse search from 0 tries only 0";
     // An empty pattern: the pointer form answers 0 at once, the String form answers the start.
     EXPECT_EQ(s.find(u"", 3), 0);
-    EXPECT_EQ(s.find(static_cast<const unsigned short*>(nullptr), 3, true), 0);
     EXPECT_EQ(s.find(String(), 3, true), 3);
     // The forward search stops at a 0 unit; the reverse one compares units.
     const String zero = str(u"a\0bc"s);
@@ -168,23 +147,12 @@ TEST(String, SubstringSearchForwardAndBackward) {
     EXPECT_EQ(zero.find(u"bc", 4, true), 2);
 }
 
-TEST(String, FindAnyCountsTheSetTerminatorAsAMember) {
-    const String s(u"key=value;x");
-    EXPECT_EQ(s.findAny(u"=;", 4), 9);
-    EXPECT_EQ(s.findAny(u"#"), 11) << "the terminator always matches";
-    EXPECT_EQ(s.findAny(String(u"#"), 11), 11);
-    EXPECT_EQ(s.findAny(u"=", -1), -1);
-    EXPECT_EQ(s.findAny(u"", 42), 42) << "an empty set returns the start untouched";
-}
-
 TEST(String, InsertClampsItsPositionAndAlwaysInsertsAUnit) {
     String s(u"held");
     s.insert(u"llo wor", 2);
     s.insert(u">", -4);
     s.insert(String(u"!"), 99);
-    s.insert(static_cast<const unsigned short*>(nullptr), 1);
     s.insert(u"", 1);
-    EXPECT_EQ(s, u">hello world!");
     s.insert(static_cast<unsigned short>(0), 1);
     EXPECT_EQ(s, str(u">\0hello world!"s));
     EXPECT_EQ(s.substr(8, 99), u"world!");
@@ -194,47 +162,36 @@ TEST(String, InsertClampsItsPositionAndAlwaysInsertsAUnit) {
     EXPECT_EQ(copy, u"ab");
 }
 
-TEST(String, ReplaceChangesTheFirstMatchAtOrAfterTheStart) {
-    String s(u"one two one");
-    EXPECT_EQ(s.replace(u"one", u"1", 1), 8);
-    EXPECT_EQ(s.replace(u"three", u"3"), -1);
-    EXPECT_EQ(s.replace(u"", u"> "), 0) << "an empty pattern is found at the front";
-    EXPECT_EQ(s.replace('o', '0', 4), 8);
-    EXPECT_EQ(s, u"> one tw0 1");
-    EXPECT_EQ(s.replace(String(u"> one tw0 1"), String()), 0);
-    EXPECT_TRUE(StringAccess::usesStaticEmpty(s));
-}
-
 TEST(String, ReplaceAllNeverSearchesInsertedText) {
+    String one(u"one two one");
+    EXPECT_EQ(one.replace(u"one", u"1", 1), 8) << "replace takes the first match at or after the start";
+    EXPECT_EQ(one.replace(u"", u"> "), 0) << "an empty pattern is found at the front";
+    EXPECT_EQ(one, u"> one two 1");
     String s(u"aaa");
     EXPECT_EQ(s.replaceAll(u"a", u"aa"), 3);
     EXPECT_EQ(s, u"aaaaaa");
     String t(u"a-b-c-d"), shared = t;
     EXPECT_EQ(t.replaceAll(u"-", u", ", 2), 2);
     EXPECT_EQ(t, u"a-b, c, d");
-    EXPECT_EQ(shared, u"a-b-c-d");
     EXPECT_EQ(shared.replaceAll(u"x", u"y"), 0);
     EXPECT_EQ(StringAccess::refCount(shared), 1) << "nothing found: not even detached";
-    EXPECT_EQ(t.replaceAll('-', '/', 2), 0);
+    EXPECT_EQ(shared, u"a-b-c-d");
     String self(u"ab");
     EXPECT_EQ(self.replaceAll(self, String(u"[ab]")), 1);
     EXPECT_EQ(self, u"[ab]");
 }
 
 TEST(String, SplitWalksASeparatedListAndStripsOnlyTheField) {
-    String list(u"a , b,c");
+    String list(u"a , b::c");
     EXPECT_EQ(list.split(','), u"a");
-    EXPECT_EQ(list, u" b,c") << "the rest is not stripped";
-    EXPECT_EQ(list.split(','), u"b");
+    EXPECT_EQ(list, u" b::c") << "the rest is not stripped";
+    EXPECT_EQ(list.split(u"::"), u"b");
     EXPECT_EQ(list.split(','), u"c");
     EXPECT_EQ(list.length(), 0);
     // The field is stripped, but never in a buffer that someone else holds.
     String padded(u"  no separator"), other = padded;
     EXPECT_EQ(padded.split(','), u"no separator");
     EXPECT_EQ(other, u"  no separator");
-    String words(u"one::two");
-    EXPECT_EQ(words.split(u"::"), u"one");
-    EXPECT_EQ(words, u"two");
 }
 
 TEST(String, StripRemovesControlUnitsAndBlanksAtBothEnds) {
@@ -262,8 +219,6 @@ TEST(String, CaseMappingWritesOnlyWhenSomethingChanges) {
     EXPECT_TRUE(s.toUpper());
     EXPECT_EQ(s, u"MIXED 123");
     EXPECT_EQ(sharer, u"MiXeD 123");
-    EXPECT_FALSE(s.toUpper());
-    EXPECT_FALSE(String().toLower());
     String digits(u"123"), other = digits;
     EXPECT_FALSE(digits.toLower());
     EXPECT_EQ(StringAccess::refCount(digits), 2) << "no change, no copy";
@@ -272,7 +227,6 @@ TEST(String, CaseMappingWritesOnlyWhenSomethingChanges) {
     EXPECT_TRUE(mixed.toMixed());
     EXPECT_EQ(mixed, u"Hello World;Foo.Bar X-ray");
     EXPECT_TRUE(mixed.toMixed()) << "lowered, then raised again: both steps count";
-    EXPECT_FALSE(digits.toMixed());
 }
 
 TEST(String, ConvertLFRewritesEveryLineEndAndCountsThem) {
@@ -281,12 +235,12 @@ TEST(String, ConvertLFRewritesEveryLineEndAndCountsThem) {
     EXPECT_EQ(s, u"a\nb\nc\n");
     EXPECT_EQ(s.convertLF(LineEndCRLF), 3);
     EXPECT_EQ(s, u"a\r\nb\r\nc\r\n");
-    EXPECT_EQ(s.convertLF(LineEndCR), 3);
-    EXPECT_EQ(s, u"a\rb\rc\r");
+    const StringData* before = StringAccess::buffer(s);
+    EXPECT_EQ(s.convertLF(LineEndCRLF), 3);
+    EXPECT_EQ(StringAccess::buffer(s), before) << "already in the requested form: untouched";
     String lf(u"a\nb");
-    const StringData* before = StringAccess::buffer(lf);
-    EXPECT_EQ(lf.convertLF(LineEndPlatform), 1) << "LF is this platform's line end";
-    EXPECT_EQ(StringAccess::buffer(lf), before) << "already in the requested form: untouched";
+    EXPECT_EQ(lf.convertLF(LineEndPlatform), 1);
+    EXPECT_EQ(lf, u"a\nb") << "LF is this platform's line end";
 }
 
 // Every kind of write, failing at each of its allocations in turn, on a private and on a shared

@@ -33,59 +33,41 @@ template <size_t n> bool inRanges(unsigned c, const Range (&ranges)[n]) {
 }
 
 TEST(UnicodeUtils, CharacterSetsHoldExactlyTheirUnits) {
-    const Range ws[] = {{9, 13},      {32, 32},     {160, 160},    {5760, 5760},
-                        {8192, 8203}, {8239, 8239}, {12288, 12288}};
-    const Range cf[] = {{1807, 1807}, {6155, 6158},   {8204, 8207},  {8234, 8238},
-                        {8298, 8303}, {65279, 65279}, {65529, 65531}};
-    const Range pd[] = {{45, 45},       {173, 173},     {1418, 1418},   {6150, 6150},
-                        {8208, 8213},   {12316, 12316}, {12336, 12336}, {65073, 65074},
-                        {65112, 65112}, {65123, 65123}, {65293, 65293}};
+    // clang-format off
+    const Range ws[] = {{9, 13}, {32, 32}, {160, 160}, {5760, 5760}, {8192, 8203}, {8239, 8239},
+                        {12288, 12288}};
+    const Range cf[] = {{1807, 1807}, {6155, 6158}, {8204, 8207}, {8234, 8238}, {8298, 8303}, {65279, 65279},
+                        {65529, 65531}};
+    const Range pd[] = {{45, 45}, {173, 173}, {1418, 1418}, {6150, 6150}, {8208, 8213}, {12316, 12316},
+                        {12336, 12336}, {65073, 65074}, {65112, 65112}, {65123, 65123}, {65293, 65293}};
+    // clang-format on
     for (unsigned c = 0; c < 65536; ++c) {
         unsigned short u = static_cast<unsigned short>(c);
         EXPECT_EQ(UnicodeUtils::isWS(u), inRanges(c, ws)) << c;
         EXPECT_EQ(UnicodeUtils::isCf(u), inRanges(c, cf)) << c;
-        EXPECT_EQ(UnicodeUtils::isPd(u), inRanges(c, pd)) << c;
-    }
-}
-
-// The lookup tables are built from the case rules at start-up; a fingerprint of every mapping, worked
-// out from a second, independent reading of the rules, pins the rules themselves: any wrong unit
-// anywhere changes it.
-TEST(UnicodeUtils, CaseMappingsOfEveryUnit) {
-    uint32_t fingerprint = 2166136261u; // FNV-1a over towlower and towupper of every unit
-    for (unsigned c = 0; c < 65536; ++c) {
-        unsigned short u = static_cast<unsigned short>(c);
+        EXPECT_EQ(UnicodeUtils::isPd(u), inRanges(c, pd)) << c; } }
+        // The lookup tables are built from the case rules at start-up; a fingerprint of every mapping, worked
+        // out from a second, independent reading of the rules, pins the rules themselves: any wrong unit
+        // anywhere changes it.
+        TEST(UnicodeUtils, CaseMappingsOfEveryUnit) {
+        uint32_t fingerprint = 2166136261u; // FNV-1a over towlower and towupper of every unit
+        for (unsigned c = 0; c < 65536; ++c) { unsigned short u = static_cast<unsigned short>(c);
         ASSERT_EQ(UnicodeUtils::towlower(u), Quarn::unicode::lowerByRules(u)) << c;
         ASSERT_EQ(UnicodeUtils::towupper(u), Quarn::unicode::upperByRules(u)) << c;
-        for (unsigned v : {lower(c), upper(c)})
-            fingerprint = (fingerprint ^ v) * 16777619u;
-    }
-    EXPECT_EQ(fingerprint, 0x0E203E19u);
-    // A one-byte block number addresses 256 blocks; far fewer are needed.
-    EXPECT_LT(Quarn::unicode::caseTableBlocks(false), 256u);
-    EXPECT_LT(Quarn::unicode::caseTableBlocks(true), 256u);
-}
-
-// {unit, towlower, towupper}: ends of the arithmetic runs, and the units where the two mappings are
-// deliberately not mirrors of each other.
-TEST(UnicodeUtils, CaseRulesAtTheirEdges) {
-    // clang-format off
-    const unsigned cases[][3] = {
-        {64, 64, 64}, {65, 97, 65}, {90, 122, 90}, {91, 91, 91}, {122, 122, 90}, {192, 224, 192}, {222, 254, 222},
-        {223, 223, 223}, {255, 255, 376}, {913, 945, 913}, {1024, 1024, 1024}, {1025, 1105, 1025},
-        {1039, 1119, 1039}, {1329, 1377, 1329}, {1414, 1414, 1366}, {4256, 4304, 4256}, {4304, 4304, 4304},
-        {8544, 8560, 8544}, {8575, 8575, 8559}, {65313, 65345, 65313}, {65370, 65370, 65338},
-        // The circled-letter runs reach past the letters into the circled digits.
-        {9398, 9424, 9398}, {9439, 9465, 9413}, {9440, 9440, 9414}, {9466, 9466, 9440}, {9467, 9467, 9467},
-        // Parity pairs; odd units below 376 outside their runs stay.
-        {256, 257, 256}, {257, 257, 256}, {311, 311, 310}, {312, 312, 312}, {313, 314, 313}, {329, 329, 329},
-        {459, 460, 459}, {477, 477, 398}, {7934, 7935, 7934},
-        // Fixed units of towlower, the special cases of towupper, and one-way units into ASCII.
-        {215, 215, 215}, {544, 544, 544}, {1037, 1037, 1037}, {1117, 1117, 1117}, {1154, 1154, 1154},
-        {1155, 1155, 1155}, {1162, 1162, 1162}, {376, 255, 376}, {304, 105, 304}, {305, 305, 73}, {383, 383, 83},
-        // The pair table lowers odd units only; towupper takes the first row of a repeated lower-case unit.
-        {0x181, 0x253, 0x181}, {0x1C5, 0x1C6, 0x1C5}, {0x1C6, 0x1C6, 0x1C4}, {0x182, 0x182, 0x182},
-        {0x1FFB, 0x1F7D, 0x1FFB}, {0x212A, 0x212A, 0x212A}, {0x212B, 0xE5, 0x212B}, {'k', 'k', 'K'}};
+        for (unsigned v : {lower(c), upper(c)}) fingerprint = (fingerprint ^ v) * 16777619u; }
+        EXPECT_EQ(fingerprint, 0x0E203E19u);
+        // A one-byte block number addresses 256 blocks; far fewer are needed.
+        EXPECT_LT(Quarn::unicode::caseTableBlocks(false), 256u);
+        EXPECT_LT(Quarn::unicode::caseTableBlocks(true), 256u); }
+        // {unit, towlower, towupper}: the units where the two mappings are deliberately not mirrors of each
+        // other, and a few run ends (the fingerprint above pins the rest; these name the unit that broke).
+        TEST(UnicodeUtils, CaseRulesAtTheirEdges) {
+        // clang-format off
+        const unsigned cases[][3] = { {64, 64, 64}, {65, 97, 65}, {90, 122, 90}, {91, 91, 91},
+        {255, 255, 376}, {1024, 1024, 1024}, {1039, 1119, 1039}, {4256, 4304, 4256}, {4304, 4304, 4304},
+        {9439, 9465, 9413}, {9440, 9440, 9414}, {215, 215, 215}, {544, 544, 544}, {1117, 1117, 1117},
+        {1162, 1162, 1162}, {376, 255, 376}, {304, 105, 304}, {305, 305, 73}, {383, 383, 83}, {477, 477, 398},
+        {0x1C6, 0x1C6, 0x1C4}, {0x212A, 0x212A, 0x212A}, {0x212B, 0xE5, 0x212B}, {'k', 'k', 'K'}};
     // clang-format on
     for (const auto& c : cases) {
         EXPECT_EQ(lower(c[0]), c[1]) << "towlower " << c[0];
@@ -163,9 +145,10 @@ TEST(UnicodeUtils, IdentifierClassesMatchTheCharacterDatabase) {
     // clang-format off
     const unsigned cases[][3] = {
         {'a', 1, 1}, {'$', 1, 1}, {'_', 1, 1}, {0xAA, 1, 1}, {0x2C0, 1, 1}, {0x0E01, 1, 1}, {0x2160, 1, 1},
-        {0x3007, 1, 1}, {0x2071, 1, 1}, {'0', 0, 1}, {0x300, 0, 1}, {0x660, 0, 1}, {0xE31, 0, 1}, {0xFF10, 0, 1},
-        {0x200C, 0, 1}, {0x200D, 0, 1}, {0x203F, 0, 1}, {0xFF3F, 0, 1}, {' ', 0, 0}, {'-', 0, 0}, {0xB2, 0, 0},
-        {0xB7, 0, 0}, {0xD7, 0, 0}, {0x2070, 0, 0}, {0x30FB, 0, 0}, {0x800, 0, 0}, {0x1D00, 0, 0}, {0xAD00, 0, 0}};
+        {0x3007, 1, 1}, {0x2071, 1, 1}, {'0', 0, 1}, {0x300, 0, 1}, {0x660, 0, 1}, {0xE31, 0, 1},
+        {0xFF10, 0, 1}, {0x200C, 0, 1}, {0x200D, 0, 1}, {0x203F, 0, 1}, {0xFF3F, 0, 1}, {' ', 0, 0},
+        {'-', 0, 0}, {0xB2, 0, 0}, {0xB7, 0, 0}, {0xD7, 0, 0}, {0x2070, 0, 0}, {0x30FB, 0, 0}, {0x800, 0, 0},
+        {0x1D00, 0, 0}, {0xAD00, 0, 0}};
     // clang-format on
     for (const auto& c : cases) {
         EXPECT_EQ(UnicodeUtils::isSymbolStart(static_cast<unsigned short>(c[0])), c[1] != 0) << c[0];
@@ -176,10 +159,8 @@ TEST(UnicodeUtils, IdentifierClassesMatchTheCharacterDatabase) {
 TEST(UnicodeUtils, WatolReadsASignedDecimalPrefix) {
     EXPECT_EQ(UnicodeUtils::watol(nullptr), 0);
     // White space is Unicode's (so U+200B too); no white space after the sign; no overflow check.
-    const struct {
-        const char16_t* text;
-        int32_t value;
-    } cases[] = {// clang-format off
+    // clang-format off
+    const struct { const char16_t* text; int32_t value; } cases[] = {
         {u"  -42x", -42}, {u"x", 0}, {u"", 0}, {u"+0042", 42}, {u"\u3000\u00A0\t7 8", 7}, {u"\u200B12", 12},
         {u"- 5", 0}, {u"+-3", 0}, {u"\uFF17", 0}, {u"-2147483648", INT32_MIN}, {u"2147483648", INT32_MIN},
         {u"4294967297", 1}};
@@ -191,12 +172,9 @@ TEST(UnicodeUtils, WatolReadsASignedDecimalPrefix) {
 // Bytes are unsigned units of their own value (no encoder); results are differences of the first
 // unequal pair, the caseless forms taking the upper-case forms of both sides.
 TEST(UnicodeUtils, ByteTextComparesAsUnsignedUnits) {
-    const struct {
-        const char16_t* a;
-        const char* b;
-        int32_t n; // -1: the unbounded form; a count below 1 compares nothing
-        int plain, caseless;
-    } cases[] = {// clang-format off
+    // n is -1 for the unbounded forms; a count below 1 compares nothing.
+    // clang-format off
+    const struct { const char16_t* a; const char* b; int32_t n; int plain, caseless; } cases[] = {
         {u"caf\u00E9", "caf\xE9", -1, 0, 0}, {u"\u0100", "\xFF", -1, 1, 0x100 - 0x178},
         {u"a", "\x80", -1, 'a' - 0x80, 'A' - 0x80}, {u"ab", "a", -1, 'b', 'B'}, {u"a", "ab", -1, -'b', -'B'},
         {u"HeLLo", "hello", -1, 'H' - 'h', 0}, {u"[", "a", -1, '[' - 'a', '[' - 'A'},
