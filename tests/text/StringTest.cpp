@@ -176,6 +176,16 @@ TEST(String, ReplaceAllNeverSearchesInsertedText) {
     EXPECT_EQ(shared.replaceAll(u"x", u"y"), 0);
     EXPECT_EQ(StringAccess::refCount(shared), 1) << "nothing found: not even detached";
     EXPECT_EQ(shared, u"a-b-c-d");
+    String gone(u"xxxx");
+    EXPECT_EQ(gone.replaceAll(u"xx", u""), 2) << "matches do not overlap";
+    EXPECT_TRUE(StringAccess::usesStaticEmpty(gone));
+    // Past the 256 matches it remembers, the search runs again while the new text is built.
+    String many(std::u16string(300, u'a').c_str());
+    EXPECT_EQ(many.replaceAll(u"a", u"bc"), 300);
+    std::u16string expected;
+    while (expected.size() < 600)
+        expected += u"bc";
+    EXPECT_EQ(quarn_test::u16(many), expected);
     String self(u"ab");
     EXPECT_EQ(self.replaceAll(self, String(u"[ab]")), 1);
     EXPECT_EQ(self, u"[ab]");

@@ -62,7 +62,9 @@ TEST(SparseArray, LoadRulesDoubleAndHalveTheBuckets) {
     for (int32_t key = 0; key <= 5; ++key)
         a.remove(key * 16);
     EXPECT_EQ(bucketsOf(a), 8); // halved at 9 of 32 (28 %), then at 4 of 16 (25 %)
-    EXPECT_EQ(a.remove(1), 0);  // an absent key changes nothing
+    // Halving merged old buckets 0 and 16, walked in ascending order, each item to its new head.
+    EXPECT_EQ(keysOf(a), V({96, 128, 144, 112}));
+    EXPECT_EQ(a.remove(1), 0); // an absent key changes nothing
     EXPECT_EQ(bucketsOf(a), 8);
 
     SparseArray b;
