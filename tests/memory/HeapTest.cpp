@@ -36,22 +36,6 @@ TEST(Heap, RequestsAreRoundedToFourBytesPlusTheAllocatorWord) {
     EXPECT_EQ(host.outstanding, 0);
 }
 
-// Heap hands the pool the same rounded size for 22 and 24 bytes, so they share one list.
-TEST(Heap, MostRecentlyFreedBlockOfASizeComesBackFirst) {
-    Allocator::get()->setPolicy(1.0);
-    void* a = Heap::operator new(24);
-    void* b = Heap::operator new(24);
-    Heap::operator delete(a);
-    Heap::operator delete(b);
-    void* c = Heap::operator new(22);
-    void* d = Heap::operator new(24);
-    EXPECT_EQ(c, b);
-    EXPECT_EQ(d, a);
-    Heap::operator delete(c);
-    Heap::operator delete(d);
-    Allocator::get()->setPolicy(quarn_test::suitePolicy());
-}
-
 TEST(Heap, ReAllocKeepsContentsAndTheMakingAllocatorButNotTheCount) {
     EXPECT_EQ(Heap::reAlloc(nullptr, 10), nullptr);
     const int32_t start = liveBlocks();

@@ -222,12 +222,6 @@ TEST(Variant, CopiesOwnTheirObjects) {
     self = self;
     self.setString(self.getString());
     EXPECT_EQ(self.getString(), u"keep");
-
-    Variant object;
-    object.setObjectID(9);
-    EXPECT_TRUE(object.hasUnassignedObjectData());
-    object.setObjectData(reinterpret_cast<Root*>(&items));
-    EXPECT_FALSE(object.hasUnassignedObjectData());
 }
 
 TEST(Variant, ConvertAndValidate) {
