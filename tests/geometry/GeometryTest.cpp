@@ -13,16 +13,11 @@ const double NaN = std::numeric_limits<double>::quiet_NaN();
 // The required three-way answer: 1 only when both coordinates are strictly smaller, so a point
 // below-right, or one that differs in one coordinate only, gives -1 just like one above-left.
 TEST(Point, CmpIsThreeWayNotAnOrder) {
-    const struct {
-        Point a, b;
-        int expected;
-    } cases[] = {{{1, 1}, {2, 2}, 1},
-                 {{2, 2}, {2, 2}, 0},
-                 {{1, 3}, {2, 2}, -1},
-                 {{3, 3}, {2, 2}, -1},
-                 {{1, 2}, {2, 2}, -1}};
-    for (const auto& c : cases)
-        EXPECT_EQ(c.a.cmp(c.b), c.expected) << c.a.x << "," << c.a.y << " against " << c.b.x << "," << c.b.y;
+    EXPECT_EQ(Point(1, 1).cmp(Point(2, 2)), 1);
+    EXPECT_EQ(Point(2, 2).cmp(Point(2, 2)), 0);
+    EXPECT_EQ(Point(1, 3).cmp(Point(2, 2)), -1);
+    EXPECT_EQ(Point(3, 3).cmp(Point(2, 2)), -1);
+    EXPECT_EQ(Point(1, 2).cmp(Point(2, 2)), -1);
     Point nan(NaN, 1);
     EXPECT_NE(nan, nan);
 }
