@@ -12,21 +12,23 @@ namespace {
 constexpr size_t kWord = sizeof(void*);
 
 // Key of the list a fresh block of n requested bytes is filed under.
-int keyFor(size_t n) { return static_cast<int>((n + kWord) / 4); }
+int keyFor(size_t n) {
+    return static_cast<int>((n + kWord) / 4);
+}
 
 struct Pool {
     DefaultAllocator* allocator = new DefaultAllocator;
     ~Pool() { delete allocator; }
     DefaultAllocator* operator->() { return allocator; }
+    int cachedInAllLists() {
+        int cached = 0;
+        for (int key = 0; key < DefaultAllocator::kListCount; ++key)
+            cached += allocator->getCachedCount(key);
+        return cached;
+    }
 };
 
-TEST(DefaultAllocator, StartsEmptyWithTheDefaultLimit) {
-    Pool pool;
-    EXPECT_EQ(pool->getCacheLimit(), 10000);
-    for (int key = 0; key < DefaultAllocator::kListCount; ++key) EXPECT_EQ(pool->getCachedCount(key), 0);
-}
-
-TEST(DefaultAllocator, FreedSmallBlocksAreCachedAndReusedLastInFirstOut) {
+TEST(DefaultAllocator, FreedSmallBlocksAreCachedAndReusedLastInFirstOutBelowKeyEighty) {
     Pool pool;
     void* a = pool->alloc(40);
     void* b = pool->alloc(40);
@@ -40,80 +42,54 @@ TEST(DefaultAllocator, FreedSmallBlocksAreCachedAndReusedLastInFirstOut) {
     EXPECT_EQ(pool->getCachedCount(keyFor(40)), 0);
     pool->freeMem(c);
     pool->freeMem(d);
-}
-
-TEST(DefaultAllocator, OnlyBlocksBelowKeyEightyArePooled) {
-    Pool pool;
-    const size_t largestPooled = 80 * 4 - 1 - kWord; // 315 bytes on 32-bit builds
+    // Only keys below 80 are pooled: 315 bytes on 32-bit builds is the largest such request.
+    const size_t largestPooled = 80 * 4 - 1 - kWord;
     ASSERT_EQ(keyFor(largestPooled), 79);
-    ASSERT_EQ(keyFor(largestPooled + 1), 80);
     pool->freeMem(pool->alloc(largestPooled));
+    pool->freeMem(pool->alloc(largestPooled + 1)); // goes to free(): no list holds it
     EXPECT_EQ(pool->getCachedCount(79), 1);
-    void* big = pool->alloc(largestPooled + 1);
-    pool->freeMem(big); // goes to free(): no list holds it
-    int cached = 0;
-    for (int key = 0; key < DefaultAllocator::kListCount; ++key) cached += pool->getCachedCount(key);
-    EXPECT_EQ(cached, 1);
+    EXPECT_EQ(pool.cachedInAllLists(), 3);
 }
 
-TEST(DefaultAllocator, PolicyIsAClampedFractionOfTheDefaultLimit) {
+// The policy is a clamped fraction of the default limit, and setting it empties every list.
+TEST(DefaultAllocator, PolicySetsTheLimitAndFlushes) {
     Pool pool;
+    EXPECT_EQ(pool->getCacheLimit(), 10000);
     struct {
         double policy;
         int32_t limit;
-    } const cases[] = {{0.5, 5000}, {2.0, 10000}, {-1.0, 0}, {1.0, 10000}, {0.0, 0}, {0.00015, 1}};
+    } const cases[] = {{0.5, 5000}, {2.0, 10000}, {-1.0, 0},
+                       {0.0, 0},    {0.00015, 1}, {std::nan(""), INT32_MIN}};
     for (const auto& c : cases) {
+        for (size_t n = 0; n < 300; n += 4)
+            pool->freeMem(pool->alloc(n));
         pool->setPolicy(c.policy);
+        EXPECT_EQ(pool.cachedInAllLists(), 0) << "policy " << c.policy;
         EXPECT_EQ(pool->getCacheLimit(), c.limit) << "policy " << c.policy;
+        pool->freeMem(pool->alloc(16));
+        EXPECT_EQ(pool->getCachedCount(keyFor(16)), c.limit > 0 ? 1 : 0) << "policy " << c.policy;
     }
-    pool->setPolicy(std::nan(""));
-    EXPECT_EQ(pool->getCacheLimit(), INT32_MIN);
-    void* p = pool->alloc(16);
-    pool->freeMem(p);
-    EXPECT_EQ(pool->getCachedCount(keyFor(16)), 0) << "a NaN policy turns the cache off";
 }
 
-TEST(DefaultAllocator, SettingThePolicyEmptiesEveryList) {
-    Pool pool;
-    pool->freeMem(pool->alloc(8));
-    pool->freeMem(pool->alloc(200));
-    pool->setPolicy(1.0);
-    EXPECT_EQ(pool->getCachedCount(keyFor(8)), 0);
-    EXPECT_EQ(pool->getCachedCount(keyFor(200)), 0);
-}
-
+// A list at its limit frees further blocks to the system; lists above key 40 hold half as many.
 TEST(DefaultAllocator, ListsAboveKeyFortyKeepHalfTheLimit) {
     Pool pool;
     pool->setPolicy(0.00035); // limit 3 (truncated): 1 for the large keys (3 / 2)
-    const size_t smallSize = 40 * 4 - kWord; // key 40: full limit
-    const size_t largeSize = 41 * 4 - kWord; // key 41: half
+    const size_t smallSize = 40 * 4 - kWord, largeSize = 41 * 4 - kWord;
     ASSERT_EQ(keyFor(smallSize), 40);
     ASSERT_EQ(keyFor(largeSize), 41);
-    std::vector<void*> small, large;
+    std::vector<void*> blocks;
     for (int i = 0; i < 5; ++i) {
-        small.push_back(pool->alloc(smallSize));
-        large.push_back(pool->alloc(largeSize));
+        blocks.push_back(pool->alloc(smallSize));
+        blocks.push_back(pool->alloc(largeSize));
     }
-    for (void* p : small) pool->freeMem(p);
-    for (void* p : large) pool->freeMem(p);
+    for (void* p : blocks)
+        pool->freeMem(p);
     EXPECT_EQ(pool->getCachedCount(40), 3);
     EXPECT_EQ(pool->getCachedCount(41), 1);
 }
 
-TEST(DefaultAllocator, ZeroPolicyCachesNothing) {
-    Pool pool;
-    pool->setPolicy(0.0);
-    for (size_t n : {0, 8, 100, 300}) pool->freeMem(pool->alloc(n));
-    for (int key = 0; key < DefaultAllocator::kListCount; ++key) EXPECT_EQ(pool->getCachedCount(key), 0);
-}
-
-TEST(DefaultAllocator, FlushReleasesEveryCachedBlock) {
-    Pool pool;
-    for (size_t n = 0; n < 300; n += 4) pool->freeMem(pool->alloc(n));
-    pool->flush();
-    for (int key = 0; key < DefaultAllocator::kListCount; ++key) EXPECT_EQ(pool->getCachedCount(key), 0);
-}
-
+// Kept on purpose: a resized block records its size without the header, so it is filed one list lower.
 TEST(DefaultAllocator, ReallocatedBlocksRecordTheirSizeWithoutTheHeader) {
     Pool pool;
     char* p = static_cast<char*>(pool->alloc(8));
@@ -122,7 +98,6 @@ TEST(DefaultAllocator, ReallocatedBlocksRecordTheirSizeWithoutTheHeader) {
     EXPECT_EQ(p[0], 'q');
     EXPECT_EQ(pool->reallocCalls, 1);
     pool->freeMem(p);
-    // Filed lower than a fresh 64-byte block would be: under the key of 64 bytes, not 64 + header.
     EXPECT_EQ(pool->getCachedCount(64 / 4), 1);
     EXPECT_EQ(pool->getCachedCount(keyFor(64)), 0);
 }

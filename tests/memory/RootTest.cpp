@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <string>
+#include <utility>
 #include <vector>
 
 using namespace Quarn;
@@ -32,6 +33,10 @@ TEST(Refcountable, CreatorHoldsTheFirstReferenceAndTheLastReleaseDestroys) {
     EXPECT_EQ(liveBlocks(), start + 1); // made through Heap
     object->addRef();                   // const holders may share
     EXPECT_EQ(object->getRefCount(), 2);
+    const Tracked* copy = new Tracked(*object); // a copy starts a count of its own
+    EXPECT_EQ(copy->getRefCount(), 1);
+    copy->release();
+    destroyed = false;
     object->release();
     EXPECT_FALSE(destroyed);
     EXPECT_EQ(object->getRefCount(), 1);
@@ -40,54 +45,20 @@ TEST(Refcountable, CreatorHoldsTheFirstReferenceAndTheLastReleaseDestroys) {
     EXPECT_EQ(liveBlocks(), start);
 }
 
-TEST(Refcountable, ACopyStartsItsOwnCount) {
-    struct Plain : Refcountable {
-        Plain() = default;
-        Plain(const Plain& other) = default;
-    };
-    Plain* a = new Plain;
-    a->addRef();
-    Plain* b = new Plain(*a);
-    EXPECT_EQ(b->getRefCount(), 1);
-    a->release();
-    a->release();
-    b->release();
-}
-
-struct Shape : Cloneable {
-    explicit Shape(int sides) : sides(sides) {}
-    int16_t clone(Cloneable** out, bool) const override {
-        *out = new Shape(sides);
-        return 0;
-    }
-    int sides;
-};
-
-TEST(Cloneable, CloneHandsTheCallerAnIndependentCopy) {
-    int32_t start = liveBlocks();
-    Shape square(4);
-    Cloneable* copy = nullptr;
-    EXPECT_EQ(square.clone(&copy, true), 0);
-    ASSERT_NE(copy, nullptr);
-    EXPECT_EQ(static_cast<Shape*>(copy)->sides, 4);
-    EXPECT_EQ(liveBlocks(), start + 1);
-    delete copy; // Root's virtual destructor, memory back through Heap
-    EXPECT_EQ(liveBlocks(), start);
-}
-
 TEST(Library, VersionIsThreeTwoTwenty) {
     EXPECT_EQ(getVersion(), 0x30214);
-    EXPECT_EQ(getVersion(), 197140);
 }
 
 TEST(Library, ModulesStartInTheirFixedOrder) {
     int count = 0;
     const detail::ModuleStep* table = detail::getModuleTable(count);
     std::vector<std::string> names;
-    for (int i = 0; i < count; ++i) names.push_back(table[i].name);
-    const std::vector<std::string> expected = {"memory", "String",  "Localizer",    "encoders",
-                                               "errors", "time",    "Variant",      "live objects",
-                                               "unit converter table", "unit values"};
+    for (int i = 0; i < count; ++i)
+        names.push_back(table[i].name);
+    const std::vector<std::string> expected = {"memory",     "String",       "Localizer",
+                                               "encoders",   "errors",       "time",
+                                               "Variant",    "live objects", "unit converter table",
+                                               "unit values"};
     EXPECT_EQ(names, expected);
     ASSERT_NE(table[0].step, nullptr);
     EXPECT_EQ(table[0].step, &detail::memoryModule);
@@ -103,15 +74,13 @@ TEST(Time, LocalOffsetIsTheTimeZoneBiasInMilliseconds) {
     int32_t bias = 0;
     ASSERT_TRUE(platform::readTimeZoneBias(bias));
     EXPECT_EQ(Time::getLocalOffset(), bias * 60000.0);
-
+    // The bias counts minutes west of Greenwich.
     const char* saved = std::getenv("TZ");
-    std::string restore = saved ? saved : "";
-    setenv("TZ", "EST5", 1);
-    ASSERT_TRUE(platform::readTimeZoneBias(bias));
-    EXPECT_EQ(bias, 300); // five hours west of Greenwich
-    setenv("TZ", "JST-9", 1);
-    ASSERT_TRUE(platform::readTimeZoneBias(bias));
-    EXPECT_EQ(bias, -540);
+    const std::string restore = saved ? saved : "";
+    for (auto [zone, minutes] : {std::pair<const char*, int32_t>{"EST5", 300}, {"JST-9", -540}}) {
+        setenv("TZ", zone, 1);
+        EXPECT_TRUE(platform::readTimeZoneBias(bias) && bias == minutes) << zone << " gave " << bias;
+    }
     if (saved)
         setenv("TZ", restore.c_str(), 1);
     else

@@ -1,3 +1,4 @@
+#include "support/StringPrinting.h"
 #include "support/TestAllocator.h"
 
 #include <quarn/HashTable.h>
@@ -9,10 +10,10 @@
 #include <vector>
 
 using namespace Quarn;
-using quarn_test::liveBlocks;
+using quarn_test::u16;
 
 namespace Quarn {
-struct HashTableAccess {
+struct HashTableAccess { // the bucket count, which the interface hides
     static int32_t buckets(const HashTable& t) { return t.buckets.length(); }
 };
 } // namespace Quarn
@@ -21,26 +22,17 @@ namespace {
 
 using Keys = std::vector<std::u16string>;
 
-int32_t bucketsOf(const HashTable& t) {
-    return HashTableAccess::buckets(t);
-}
-
-std::u16string text(const String& s) {
-    return std::u16string(reinterpret_cast<const char16_t*>(s.wstr()), s.length());
-}
-
 Keys keysOf(const HashTable& t) {
     TSimpleArray<const String> keys;
     t.getKeys(keys);
     const TSimpleArray<const String>& view = keys;
     Keys out;
     for (int32_t i = 0; i < view.length(); ++i)
-        out.push_back(text(*view[i]));
+        out.push_back(u16(*view[i]));
     return out;
 }
 
 TEST(HashTable, HashFoldsCaseAndReadsFiveUnits) {
-    EXPECT_EQ(HashTable::hashKey(String()), 0u);
     EXPECT_EQ(HashTable::hashKey(static_cast<const unsigned short*>(nullptr)), 0u);
     EXPECT_EQ(HashTable::hashKey(String(u"abcdefghij")), ((((65u * 2 + 66) * 2 + 67) * 2 + 68) * 2 + 69));
     EXPECT_EQ(HashTable::hashKey(String(u"colorless")), HashTable::hashKey(u"COLORFUL"));
@@ -52,29 +44,18 @@ TEST(HashTable, EachLookupChoosesItsCaseRule) {
     t.set(String(u"Color"), 1);
     EXPECT_EQ(t.find(u"COLOR", true), 1);
     EXPECT_EQ(t.find(u"COLOR", false), 0);
-
     // A caseless set replaces the value and takes the new spelling.
-    EXPECT_EQ(text(t.set(String(u"COLOR"), 2, true)), u"COLOR");
+    EXPECT_EQ(u16(t.set(String(u"COLOR"), 2, true)), u"COLOR");
     EXPECT_EQ(t.length(), 1);
     EXPECT_EQ(t.find(u"Color"), 0);
-    EXPECT_EQ(t.find(u"cOLOr", true), 2);
-
-    // A case-sensitive set of another spelling is a new entry at the head of the same chain, which
-    // is the one a caseless lookup finds first.
+    // A case-sensitive set of another spelling is a new entry at the head of the same chain, which is
+    // the one a caseless lookup finds first.
     t.set(String(u"color"), 3);
-    EXPECT_EQ(t.length(), 2);
-    EXPECT_EQ(t.find(u"Color", true), 3);
-
-    // Keys sharing the hashed prefix are told apart by the rest; text lookups stop at the terminator.
+    EXPECT_EQ(t.find(u"COLOR", true), 3);
+    // Keys sharing the hashed prefix are told apart by the rest.
     t.set(String(u"colorless"), 4);
-    EXPECT_EQ(t.find(u"colo"), 0);
     EXPECT_EQ(t.find(u"COLORLESS", true), 4);
     EXPECT_EQ(t.find(String(u"colorlesS")), 0);
-    t.set(String(), 9);
-    EXPECT_EQ(t[static_cast<const unsigned short*>(nullptr)], 9); // null text is the empty key
-    t.set(String(u"\u00e9t\u00e9"), 5);
-    EXPECT_EQ(t.find(u"\u00c9T\u00c9", true), 5);
-    EXPECT_EQ(t.find(u"\u00c9T\u00c9"), 0);
 }
 
 TEST(HashTable, LoadRulesDoubleAndHalveTheBuckets) {
@@ -82,31 +63,28 @@ TEST(HashTable, LoadRulesDoubleAndHalveTheBuckets) {
     HashTable t;
     for (int i = 0; i < 9; ++i)
         t.set(String(names[i]), i + 1);
-    EXPECT_EQ(bucketsOf(t), 16); // the 9th saw 8 * 100 / 16 = 50
-    t.set(String(names[9]), 10); // the 10th saw 56
-    EXPECT_EQ(bucketsOf(t), 32);
+    EXPECT_EQ(HashTableAccess::buckets(t), 16); // the 9th saw 8 * 100 / 16 = 50
+    t.set(String(names[9]), 10);                // the 10th saw 56
+    EXPECT_EQ(HashTableAccess::buckets(t), 32);
 
     HashTable s;
     for (int i = 0; i < 5; ++i)
         s.set(String(names[i]), i + 1);
     EXPECT_EQ(s.remove(u"A0"), 0); // absent case-sensitively: nothing shrinks
-    EXPECT_EQ(bucketsOf(s), 16);
+    EXPECT_EQ(HashTableAccess::buckets(s), 16);
     EXPECT_EQ(s.remove(u"A0", true), 1);
-    EXPECT_EQ(bucketsOf(s), 8); // 4 * 100 / 16 = 25
+    EXPECT_EQ(HashTableAccess::buckets(s), 8); // 4 * 100 / 16 = 25
 }
 
-TEST(HashTable, SearchingAndRemovingByValue) {
+TEST(HashTable, SearchingAndRemovingByValueWalkTheBucketsInOrder) {
     HashTable t; // one-unit keys hash to their code: A to D fill buckets 1 to 4
-    t.set(String(u"A"), 5);
-    t.set(String(u"B"), 0);
-    t.set(String(u"C"), 5);
-    t.set(String(u"D"), 7);
+    for (auto [key, value] : {std::pair<const char16_t*, int>{u"A", 5}, {u"B", 0}, {u"C", 5}, {u"D", 7}})
+        t.set(String(key), value);
     SimpleArray values;
-    t.getData(values);
-    ASSERT_EQ(values.length(), 2);
-    EXPECT_EQ(values[0], 5);
-    EXPECT_EQ(values[1], 7);
-    EXPECT_EQ(text(*t.findKey(5)), u"A");
+    t.getData(values); // distinct non-zero values only
+    EXPECT_EQ(std::vector<intptr_t>(values.getData(), values.getData() + values.length()),
+              std::vector<intptr_t>({5, 7}));
+    EXPECT_EQ(u16(*t.findKey(5)), u"A");
     EXPECT_EQ(t.findKey(6), nullptr);
     t.removeData(5);
     EXPECT_EQ(keysOf(t), Keys({u"D", u"B"})); // shrunk to 4 buckets on the way
@@ -119,8 +97,8 @@ bool dropLowerCase(const String& key, intptr_t* value, intptr_t data) {
     return false;
 }
 
+// Kept exactly so: an entry the callback drops is unlinked but neither counted down nor destroyed.
 TEST(HashTable, ForEachUnlinksWithoutCountingOrLeaking) {
-    int32_t start = liveBlocks();
     HashTable t;
     for (const char16_t* key : {u"A", u"a", u"Q", u"b"})
         t.set(String(key), 1); // A, a, Q share bucket 1
@@ -129,14 +107,12 @@ TEST(HashTable, ForEachUnlinksWithoutCountingOrLeaking) {
     EXPECT_EQ(t.find(u"Q"), 101);
     EXPECT_FALSE(t.hasKey(u"B", true));
     EXPECT_EQ(t.length(), 4); // still counted: 4 of 16 shrinks the table after the walk
-    EXPECT_EQ(bucketsOf(t), 8);
+    EXPECT_EQ(HashTableAccess::buckets(t), 8);
     EXPECT_EQ(keysOf(t), Keys({u"A", u"Q"}));
     ASSERT_EQ(dropped.size(), 2u);
-    EXPECT_EQ(text(*dropped[0]), u"a"); // the keys the callback saw stay alive with the table
-    EXPECT_EQ(text(*dropped[1]), u"b");
-    t.set(String(u"a"), 20);
-    t.erase();
-    EXPECT_EQ(liveBlocks(), start);
+    EXPECT_EQ(u16(*dropped[0]), u"a"); // the keys the callback saw stay alive with the table
+    EXPECT_EQ(u16(*dropped[1]), u"b");
+    // The suite's live-block check proves the table still frees them.
 }
 
 TEST(HashTable, CopiesHoldTheSameEntriesButMayCompareUnequal) {
@@ -145,24 +121,20 @@ TEST(HashTable, CopiesHoldTheSameEntriesButMayCompareUnequal) {
     a.set(String(u"B"), 2);
     HashTable b(a);
     EXPECT_EQ(a, b);
-    b.set(String(u"B"), 3);
+    // Same entries, different history: a copy rebuilds a chain in walking order, reversing it.
+    a.set(String(u"Q"), 4); // same bucket as A
+    b = a;
+    EXPECT_EQ(b.find(u"Q"), 4);
     EXPECT_NE(a, b);
-
-    HashTable c;
-    c.set(String(u"A"), 1);
-    c.set(String(u"Q"), 2); // same bucket as A
-    HashTable d(c);
-    EXPECT_EQ(d.find(u"Q"), 2);
-    EXPECT_NE(c, d); // the copy built the chain in walking order, reversing it
-    d = a;
-    EXPECT_EQ(d, a);
-
+    // Keys compare case-sensitively, and += sets case-sensitively.
     HashTable upper, lower;
     upper.set(String(u"KEY"), 1);
     lower.set(String(u"key"), 1);
-    EXPECT_NE(upper, lower); // keys compare case-sensitively...
-    upper += lower;          // ...and += sets case-sensitively
+    EXPECT_NE(upper, lower);
+    upper += lower;
     EXPECT_EQ(upper.length(), 2);
+    lower = lower;
+    EXPECT_EQ(lower.length(), 1);
 }
 
 TEST(HashTable, ExhaustionKeepsTheTableConsistent) {
