@@ -85,7 +85,14 @@ void SimpleArray::setSize(int32_t n) {
     if (capacity > INT32_MAX) throw std::bad_alloc();
     if (capacity != data->capacity) {
         if (data->refCount <= 1 && data != &emptyBlock) {
-            data = static_cast<SimpleArrayData*>(Heap::reAlloc(data, blockBytes(capacity)));
+            try {
+                data = static_cast<SimpleArrayData*>(Heap::reAlloc(data, blockBytes(capacity)));
+            } catch (const std::bad_alloc&) {
+                // Shrinking only gives memory back: when the smaller block cannot be had, the larger
+                // one stays. Callers that shift slots first (removeGap) rely on this not failing.
+                if (capacity > data->capacity) throw;
+                capacity = data->capacity;
+            }
         } else {
             SimpleArrayData* block = newBlock(static_cast<int32_t>(capacity));
             moveSlots(block->slots(), data->slots(), oldLength < n ? oldLength : n);

@@ -142,6 +142,14 @@ TEST(SimpleArray, ExhaustionThrowsAndLeavesTheArrayIntact) {
         EXPECT_THROW(copy[0] = 5, std::bad_alloc);
         EXPECT_EQ(copy.getData(), a.getData());
         EXPECT_THROW(a.setSize(INT32_MAX), std::bad_alloc);
+        // Removing shifts the slots, then shrinks: a shrink that cannot be had keeps the larger
+        // block rather than leave the shifted slots and the old length behind.
+        SimpleArray nine;
+        for (int i = 1; i <= 9; ++i)
+            nine.append(i);
+        allocator.failAt(1);
+        nine.removeGap(0, 3);
+        EXPECT_EQ(contents(nine), V({4, 5, 6, 7, 8, 9}));
         allocator.failAt(0);
     }
     EXPECT_EQ(allocator.outstanding, 0);
