@@ -1,9 +1,8 @@
 #include "encoders/Registry.h"
 #include "encoders/FreshRegistry.h"
 #include "encoders/SingleByteEncoders.h"
-#include "encoders/UniversalEncoder.h"
+#include "support/ExhaustionSweep.h"
 #include "support/StringPrinting.h"
-#include "support/TestAllocator.h"
 
 #include <quarn/Encoder.h>
 #include <quarn/String.h>
@@ -11,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <string>
 
 using namespace Quarn;
@@ -19,34 +19,48 @@ using encoders::RegistryAccess;
 
 namespace {
 
-std::u16string canonicalName(const Encoder* encoder) {
-    std::u16string names = encoder ? reinterpret_cast<const char16_t*>(encoder->getNames()) : u"(none)";
-    return names.substr(0, names.find(u','));
+std::u16string namesOf(const Encoder* encoder) {
+    return encoder ? reinterpret_cast<const char16_t*>(encoder->getNames()) : u"(none)";
 }
 
 // A host encoder with a name list of its own choosing. find offers the encoder itself for names
-// under "X-DYN-" and a new encoder for names under "X-NEW-".
+// under "X-DYN-" and a new encoder for names under "X-NEW-" (the name it is asked is normalised).
 struct Named : AsciiEncoder {
-    explicit Named(const char16_t* names) : names(names) {}
-    const unsigned short* getNames() const override { return reinterpret_cast<const unsigned short*>(names); }
-    Encoder* find(const String& name) const override {
-        lastAsked = name;
-        if (name.ncmp(u"X-DYN-", 6) == 0) return const_cast<Named*>(this);
-        if (name.ncmp(u"X-NEW-", 6) == 0) return new Named(u"X-MADE");
-        return nullptr;
+    explicit Named(std::u16string names) : names(std::move(names)) {}
+    const unsigned short* getNames() const override {
+        return reinterpret_cast<const unsigned short*>(names.c_str());
     }
-    const char16_t* names;
-    mutable String lastAsked;
+    Encoder* find(const String& name) const override {
+        if (name.ncmp(u"X-DYN-", 6) == 0) return const_cast<Named*>(this);
+        return name.ncmp(u"X-NEW-", 6) == 0 ? new Named(u"X-MADE") : nullptr;
+    }
+    std::u16string names;
 };
 
 using Registry = FreshRegistry;
 
-TEST_F(Registry, StartsWithTheBuiltInEncodersInOrder) {
-    const char16_t* expected[] = {u"US-ASCII", u"BINARY", u"CP1252", u"ISO-8859-1", u"UCS2",  u"UCS2BE",
-                                  u"UCS2LE",   u"UCS4",   u"UCS4BE", u"UCS4LE",     u"UTF-8", u"MACINTOSH"};
+TEST(RegistryStart, RegistersTheBuiltInEncodersInOrder) {
+    // The names, then the bytes per character (0: it varies).
+    const char16_t* const expected[] = {
+        u"US-ASCII,ASCII,ISO646-US,ISO_646.IRV:1991,ISO-IR-6,ANSI_X3.4-1968,CP367,IBM367,US,"
+        u"ISO646.1991-IRV/1",
+        u"BINARY/1",
+        u"CP1252,WINDOWS-1252,MS-ANSI/1",
+        u"ISO-8859-1,ISO-8859-1,ISO-8859-1:1987,ISO-IR-100,LATIN1/1",
+        u"UCS2,UCS-2,ISO-10646-UCS-2,UTF16,UTF-16,ISO-10646-UTF-16/2",
+        u"UCS2BE,UCS-2BE,ISO-10646-UCS-2BE,UTF16BE,UTF-16BE,ISO-10646-UTF16BE/2",
+        u"UCS2LE,UCS-2LE,ISO-10646-UCS-2LE,UTF16LE,UTF-16LE,ISO-10646-UTF16LE/2",
+        u"UCS4,UCS-4,ISO-10646-UCS-4/4",
+        u"UCS4BE,UCS-4BE,ISO-10646-UCS-4BE/4",
+        u"UCS4LE,UCS-4LE,ISO-10646-UCS-4LE/4",
+        u"UTF-8,UTF8,UNICODE-1-1-UTF-8,UNICODE-2-0-UTF-8,X-UNICODE-2-0-UTF-8/0",
+        u"MACINTOSH,X-MAC-ROMAN/1"};
     ASSERT_GE(RegistryAccess::count(), 12);
-    for (int i = 0; i < 12; ++i)
-        EXPECT_EQ(canonicalName(RegistryAccess::at(i)), expected[i]) << i;
+    for (int i = 0; i < 12; ++i) {
+        const Encoder* encoder = RegistryAccess::at(i);
+        EXPECT_EQ(namesOf(encoder) + u"/" + char16_t(u'0' + encoder->getMapping()), expected[i]);
+        EXPECT_TRUE(encoder->hasNewAPI()) << i;
+    }
     EXPECT_EQ(RegistryAccess::at(0), &Encoder::getAscii());
     EXPECT_EQ(RegistryAccess::at(1), &Encoder::getBinary());
     EXPECT_EQ(&Encoder::getDefault(), &Encoder::getSystem());
@@ -54,21 +68,15 @@ TEST_F(Registry, StartsWithTheBuiltInEncodersInOrder) {
 
 TEST_F(Registry, NamesAreComparedInUpperCaseWithUnderscoresAsHyphens) {
     Encoder* latin1 = Encoder::get(u"ISO-8859-1");
-    ASSERT_NE(latin1, nullptr);
-    EXPECT_EQ(Encoder::get(u"Latin1"), latin1);
-    EXPECT_EQ(Encoder::get(u"LATIN1"), latin1);
-    EXPECT_EQ(Encoder::get(u"iso_8859_1"), latin1);
+    const int32_t encoders = RegistryAccess::count();
     // latin_1 reads as LATIN-1, which no list holds: it is found as the name that differs from a
-    // registered one only by its dashes, without becoming a name of its own.
-    const int32_t names = RegistryAccess::count();
-    EXPECT_EQ(Encoder::get(u"latin_1"), latin1);
-    EXPECT_EQ(Encoder::get(u"ISO88591"), latin1);
-    EXPECT_EQ(Encoder::get(u"utf_16le"), Encoder::get(u"UTF16LE"));
-    EXPECT_EQ(RegistryAccess::count(), names);
+    // registered one only by its dashes, without making or registering anything.
+    for (const char16_t* name : {u"Latin1", u"iso_8859_1", u"latin_1", u"ISO88591"})
+        EXPECT_EQ(Encoder::get(name), latin1) << String(name);
+    EXPECT_EQ(RegistryAccess::count(), encoders);
     EXPECT_EQ(Encoder::get(u"LATIN-2"), nullptr);
     // List entries written with "_" are registered in their "-" form and found either way.
     EXPECT_EQ(Encoder::get(u"ISO_646.IRV:1991"), &Encoder::getAscii());
-    EXPECT_EQ(Encoder::get(u"ansi-x3.4-1968"), &Encoder::getAscii());
 
     EXPECT_EQ(Encoder::get(u""), &Encoder::getDefault());
     EXPECT_EQ(Encoder::get(static_cast<const unsigned short*>(nullptr)), &Encoder::getDefault());
@@ -91,20 +99,17 @@ TEST_F(Registry, AnEncoderGoesWithItsLastNameAndItsDesignationsFollow) {
     const int32_t blocks = liveBlocks();
     EXPECT_TRUE(Encoder::addAlias(ascii, u"ms-ansi"));
     EXPECT_FALSE(RegistryAccess::holds(cp1252));
-    EXPECT_EQ(RegistryAccess::count(), count - 1);
     EXPECT_EQ(liveBlocks(), blocks - 1) << "destroyed";
     EXPECT_EQ(&Encoder::getDefault(), &ascii);
 
     // All the names of ASCII at once: the new encoder is ASCII everywhere. A repeated name in one
     // list is harmless, an empty entry names nothing.
-    auto* replacement = new Named(u"US-ASCII,ASCII,ISO646-US,ISO_646.IRV:1991,ISO-IR-6,ANSI_X3.4-1968,CP367,"
-                                  u"IBM367,US,ISO646.1991-IRV,CP1252,WINDOWS-1252,MS-ANSI,X-MORE,,x_more");
+    auto* replacement = new Named(namesOf(&ascii) + u",CP1252,WINDOWS-1252,MS-ANSI,X-MORE,,x_more");
     Encoder::add(*replacement);
     EXPECT_FALSE(RegistryAccess::holds(&ascii));
     EXPECT_EQ(&Encoder::getAscii(), replacement);
     EXPECT_EQ(&Encoder::getDefault(), replacement);
     EXPECT_EQ(Encoder::get(u"X-MORE"), replacement);
-    EXPECT_EQ(Encoder::get(u""), replacement);
     Encoder::add(*replacement);
     EXPECT_EQ(RegistryAccess::count(), count - 1) << "registered once";
 }
@@ -123,85 +128,48 @@ TEST_F(Registry, AddAliasAndTheFindOfRegisteredEncoders) {
 
     // Unknown names go to each encoder's find, normalised; the answer is registered and bound.
     EXPECT_EQ(Encoder::get(u"x_dyn_1"), host);
-    EXPECT_EQ(host->lastAsked, u"X-DYN-1");
-    host->lastAsked.erase();
-    EXPECT_EQ(Encoder::get(u"X-DYN-1"), host);
-    EXPECT_EQ(host->lastAsked.length(), 0) << "bound after the first answer";
     Encoder* made = Encoder::get(u"x-new-1");
-    ASSERT_NE(made, nullptr);
     EXPECT_TRUE(RegistryAccess::holds(made));
     EXPECT_EQ(Encoder::get(u"X-MADE"), made);
-    EXPECT_EQ(Encoder::get(u"X-NEW-1"), made);
+    EXPECT_EQ(Encoder::get(u"X-NEW-1"), made) << "bound after the first answer";
 }
 
-TEST(RegistryLifetime, WithoutARegistryTheGettersHandOutUnregisteredStandIns) {
+// Without a registry lookups find nothing, but the designations still convert.
+TEST_F(Registry, AStartCutShortByExhaustionLeavesNoRegistryAndNoBlocks) {
     detail::encodersModule(false);
-    Encoder& ascii = Encoder::getAscii();
-    EXPECT_EQ(canonicalName(&ascii), u"US-ASCII");
-    EXPECT_EQ(canonicalName(&Encoder::getBinary()), u"BINARY");
-    EXPECT_EQ(&Encoder::getDefault(), &ascii);
     EXPECT_EQ(Encoder::get(u"UTF-8"), nullptr);
-    Named host(u"X-LATE");
-    Encoder::add(host);
-    EXPECT_FALSE(Encoder::addAlias(host, u"X-LATE-2"));
-    EXPECT_EQ(RegistryAccess::count(), 0);
-    String text;
-    EXPECT_EQ(text.decode("plain"), 0);
-    EXPECT_EQ(text, u"plain");
-    detail::encodersModule(true);
-    EXPECT_NE(&Encoder::getAscii(), &ascii);
-}
+    EXPECT_EQ(String("plain"), u"plain");
 
-TEST(RegistryLifetime, AStartCutShortByExhaustionLeavesNoRegistryAndNoBlocks) {
-    detail::encodersModule(false);
-    TestAllocator failing;
-    int32_t completedAt = 0;
-    for (int32_t n = 1; n < 2000 && !completedAt; ++n) {
-        const int32_t before = liveBlocks();
-        bool failed;
-        {
-            ScopedAllocator scope(failing);
-            failing.failAt(n);
+    const long runs = sweepAllocations(
+        "start",
+        [] {
             detail::encodersModule(true);
-            failed = failing.hasFailed();
-            failing.failAt(0);
-        }
-        if (!failed) {
-            completedAt = n;
-            break;
-        }
-        EXPECT_EQ(RegistryAccess::count(), 0) << n;
-        EXPECT_EQ(liveBlocks(), before) << n;
-    }
-    EXPECT_GT(completedAt, 20);
-    // Ended while the allocator that made its blocks is still alive.
-    detail::encodersModule(false);
-    detail::encodersModule(true);
-    EXPECT_GE(RegistryAccess::count(), 12);
+            const bool none = RegistryAccess::count() == 0;
+            detail::encodersModule(false); // while the allocator that made its blocks is alive
+            return none;
+        },
+        Exhaustion::Absorbed);
+    EXPECT_GT(runs, 20);
 }
 
 // ---------------------------------------------------------------------------------------------
 // The system encoder
 
 TEST(SystemEncoding, TheNameIsTheLocalesCodeSetOrCPAndANumber) {
-    struct Case {
+    const struct {
         const char* answer;
         const char16_t* name;
     } cases[] = {
         {"en_US.UTF-8", u"UTF-8"},
         {"ru_RU.koi8r", u"KOI8R"},
         {"de_DE.ISO-8859-15@euro", u"ISO-8859-15"},
-        {"C.UTF-8", u"UTF-8"},
         {"xx.1251", u"CP1251"},
         {"1252", u"CP1252"}, // the Windows answer
         {"C", u""},
-        {"POSIX", u""},
-        {"en_US", u""},
         {"en_US.", u""},
-        {"de_DE@euro", u""},
         {"", u""},
     };
-    for (const Case& c : cases)
+    for (const auto& c : cases)
         EXPECT_EQ(encoders::systemEncodingName(c.answer), c.name) << c.answer;
     EXPECT_EQ(encoders::systemEncodingName(nullptr).length(), 0);
     // At most 126 characters of the answer; "CP" comes on top.
@@ -211,63 +179,36 @@ TEST(SystemEncoding, TheNameIsTheLocalesCodeSetOrCPAndANumber) {
 
 // The start step reads the environment: LC_ALL, then LC_CTYPE, then LANG, the first that is set
 // and not empty.
-class SystemFromEnvironment : public FreshRegistry {
-protected:
-    const char* const names[3] = {"LC_ALL", "LC_CTYPE", "LANG"};
-    void SetUp() override {
-        for (int i = 0; i < 3; ++i) {
-            const char* value = std::getenv(names[i]);
-            wasSet[i] = value != nullptr;
-            saved[i] = value ? value : "";
-        }
-    }
-    void TearDown() override {
-        for (int i = 0; i < 3; ++i)
-            wasSet[i] ? setenv(names[i], saved[i].c_str(), 1) : unsetenv(names[i]);
-        FreshRegistry::TearDown();
-    }
-    Encoder* startWith(const char* all, const char* ctype, const char* lang) {
-        const char* values[3] = {all, ctype, lang};
-        for (int i = 0; i < 3; ++i)
-            values[i] ? setenv(names[i], values[i], 1) : unsetenv(names[i]);
-        restartRegistry();
-        return &Encoder::getSystem();
-    }
-    bool wasSet[3];
-    std::string saved[3];
-};
-
-TEST_F(SystemFromEnvironment, TheFirstSetVariableNamesTheSystemAndDefaultEncoder) {
-    struct Case {
-        const char* all;
-        const char* ctype;
-        const char* lang;
+TEST_F(Registry, TheFirstLocaleVariableSetNamesTheSystemAndDefaultEncoder) {
+    const char* const variables[3] = {"LC_ALL", "LC_CTYPE", "LANG"};
+    const char* saved[3];
+    for (int i = 0; i < 3; ++i)
+        saved[i] = std::getenv(variables[i]) ? strdup(std::getenv(variables[i])) : nullptr;
+    const struct {
+        const char* values[3];
         const char16_t* expected; // a registered name, or null for ASCII
     } cases[] = {
-        {nullptr, nullptr, "en_US.UTF-8", u"UTF-8"},
+        {{nullptr, nullptr, "en_US.UTF-8"}, u"UTF-8"},
         // "KOI8-R" is spelled "KOI-8R" in the factory's table: found through its code page.
-        {"", "ru_RU.KOI8-R", "en_US.UTF-8", u"KOI-8R"},
-        {nullptr, "ru_RU.koi8r", nullptr, u"KOI-8R"},
+        {{"", "ru_RU.KOI8-R", "en_US.UTF-8"}, u"KOI-8R"},
         // A locale's spelling of Latin-1 reaches the built-in encoder, not the platform.
-        {nullptr, nullptr, "en_US.ISO8859-1", u"ISO-8859-1"},
-        {"de_DE.ISO-8859-15@euro", "ru_RU.KOI8-R", nullptr, u"ISO-8859-15"},
-        {nullptr, nullptr, "ru_RU.1251", u"CP1251"},
-        {"C", "ru_RU.KOI8-R", "en_US.UTF-8", nullptr},
-        {nullptr, nullptr, nullptr, nullptr},
-        {nullptr, "xx_XX.NO-SUCH-SET", nullptr, nullptr},
+        {{nullptr, nullptr, "en_US.ISO8859-1"}, u"ISO-8859-1"},
+        {{"de_DE.ISO-8859-15@euro", "ru_RU.KOI8-R", nullptr}, u"ISO-8859-15"},
+        {{"C", "ru_RU.KOI8-R", "en_US.UTF-8"}, nullptr},
+        {{nullptr, "xx_XX.NO-SUCH-SET", nullptr}, nullptr},
     };
-    for (const Case& c : cases) {
-        Encoder* system = startWith(c.all, c.ctype, c.lang);
-        if (c.expected && c.expected[0] == 'K') {
-            auto* koi8 = dynamic_cast<UniversalEncoder*>(system);
-            ASSERT_NE(koi8, nullptr);
-            EXPECT_EQ(koi8->getCodePage(), 20866u);
-        }
+    for (const auto& c : cases) {
+        for (int i = 0; i < 3; ++i)
+            c.values[i] ? setenv(variables[i], c.values[i], 1) : unsetenv(variables[i]);
+        restartRegistry();
         Encoder* expected = c.expected ? Encoder::get(c.expected) : &Encoder::getAscii();
-        EXPECT_EQ(canonicalName(system), canonicalName(expected))
-            << (c.all ? c.all : "-") << " " << (c.ctype ? c.ctype : "-");
-        EXPECT_EQ(system, expected);
-        EXPECT_EQ(&Encoder::getDefault(), system);
+        EXPECT_EQ(namesOf(&Encoder::getSystem()), namesOf(expected));
+        EXPECT_EQ(&Encoder::getSystem(), expected);
+        EXPECT_EQ(&Encoder::getDefault(), &Encoder::getSystem());
+    }
+    for (int i = 0; i < 3; ++i) {
+        saved[i] ? setenv(variables[i], saved[i], 1) : unsetenv(variables[i]);
+        std::free(const_cast<char*>(saved[i]));
     }
 }
 
