@@ -1,6 +1,6 @@
 // Helpers for the encoder tests: run one conversion into a destination of a given room, with guard
-// values behind it so that a write past the room is caught in every build, and drive a conversion in
-// chunks the way the string and file layers do.
+// values behind it so that a write past the room is caught in every build; check tables of stated
+// conversions; and drive a conversion in chunks the way the string and file layers do.
 #ifndef QUARN_TESTS_ENCODERS_ENCODERTESTING_H
 #define QUARN_TESTS_ENCODERS_ENCODERTESTING_H
 
@@ -36,13 +36,33 @@ struct Decoded {
     std::u16string text;
     int32_t consumed;
     int16_t result;
+    bool operator==(const Decoded& o) const {
+        return text == o.text && consumed == o.consumed && result == o.result;
+    }
 };
 
 struct Encoded {
     std::string bytes;
     int32_t consumed;
     int16_t result;
+    bool operator==(const Encoded& o) const {
+        return bytes == o.bytes && consumed == o.consumed && result == o.result;
+    }
 };
+
+inline void PrintTo(const Decoded& d, std::ostream* os) {
+    *os << "consumed " << d.consumed << ", result " << d.result << ", units" << std::hex;
+    for (char16_t u : d.text)
+        *os << ' ' << static_cast<unsigned>(u);
+    *os << std::dec;
+}
+
+inline void PrintTo(const Encoded& e, std::ostream* os) {
+    *os << "consumed " << e.consumed << ", result " << e.result << ", bytes" << std::hex;
+    for (char b : e.bytes)
+        *os << ' ' << static_cast<unsigned>(static_cast<unsigned char>(b));
+    *os << std::dec;
+}
 
 constexpr int32_t kAmpleRoom = -1;
 constexpr unsigned short kGuardUnit = 0xA5A5;
@@ -76,6 +96,37 @@ inline Encoded encodeWith(const Quarn::Encoder& encoder, const std::u16string& t
     EXPECT_GE(dstLen, 0);
     EXPECT_LE(dstLen, room);
     return {std::string(dst.begin(), dst.begin() + dstLen), srcLen, result};
+}
+
+// One stated conversion: bytes (in hex) decode to text, or text encodes to bytes, with what is
+// consumed of the source and the result, into the room given.
+enum class Way { Decode, Encode };
+constexpr int32_t kWhole = -1; // all of the source consumed
+
+struct Conversion {
+    Way way;
+    const char* hex;
+    std::u16string text;
+    int32_t consumed;
+    int16_t result;
+    int32_t room = kAmpleRoom;
+};
+
+inline void expectConversions(const Quarn::Encoder& encoder, const std::vector<Conversion>& table) {
+    for (const Conversion& c : table) {
+        const std::string bytes = hexBytes(c.hex);
+        if (c.way == Way::Decode) {
+            const int32_t all = static_cast<int32_t>(bytes.size());
+            EXPECT_EQ(decodeWith(encoder, bytes, c.room),
+                      (Decoded{c.text, c.consumed == kWhole ? all : c.consumed, c.result}))
+                << "decoding " << c.hex << " into " << c.room;
+        } else {
+            const int32_t all = static_cast<int32_t>(c.text.size());
+            EXPECT_EQ(encodeWith(encoder, c.text, c.room),
+                      (Encoded{bytes, c.consumed == kWhole ? all : c.consumed, c.result}))
+                << "encoding to " << c.hex << " into " << c.room;
+        }
+    }
 }
 
 // Decodes the whole of bytes in calls whose source is cut at cut (first call) and whose destination
