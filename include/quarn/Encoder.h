@@ -50,6 +50,12 @@ public:
     // first (the room it does not use is never touched and is given back). A library addition after
     // the slots above; the base promises nothing.
     virtual int32_t getDecodedLimit(int32_t len) const;
+    // The fewest bytes len units can encode to, or -1 when the encoder promises nothing; an encoder
+    // that gives a figure also promises that a text may be encoded in any number of calls, each going
+    // on where the last one stopped. String::encode then converts straight into the buffer the last
+    // encode left when that is at least this large, and asks for the exact length only if the text
+    // turns out not to fit. A library addition, like getDecodedLimit.
+    virtual int32_t getEncodedMinimum(int32_t len) const;
 
     // The conversions proper (see the contract above). An encoder that does not implement them
     // returns ErrInternal.

@@ -51,6 +51,10 @@ int32_t Encoder::getDecodedLimit(int32_t) const {
     return -1;
 }
 
+int32_t Encoder::getEncodedMinimum(int32_t) const {
+    return -1;
+}
+
 int16_t Encoder::toUnicode(const char*, int32_t&, unsigned short*, int32_t&, bool) const {
     return ErrInternal;
 }

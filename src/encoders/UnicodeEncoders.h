@@ -79,6 +79,8 @@ public:
     const unsigned short* getNames() const override;
     // Every sequence of n bytes decodes to at most n units (a four-byte one to two).
     int32_t getDecodedLimit(int32_t len) const override { return len < 0 ? 0 : len; }
+    // Every unit that converts gives at least one byte; the conversion keeps no state between calls.
+    int32_t getEncodedMinimum(int32_t len) const override { return len < 0 ? 0 : len; }
     int16_t getUnicodeLength(const char* src, int32_t len, int32_t& out) const override;
     int16_t getMBCSLength(const unsigned short* src, int32_t len, int32_t& out) const override;
     int16_t toUnicode(const char* src, int32_t& srcLen, unsigned short* dst, int32_t& dstLen,

@@ -140,6 +140,23 @@ void EncodingScratch::truncate(int32_t n) {
     scratchLength = n;
 }
 
+void EncodingScratch::settle(int32_t n) {
+    const size_t need = static_cast<size_t>(n) + 1;
+    if (scratchCapacity > need && scratchCapacity > kKeepLimit) {
+        char* exact = newScratch(need);
+        std::memcpy(exact, scratchBytes, static_cast<size_t>(n));
+        Heap::operator delete[](scratchBytes);
+        scratchBytes = exact;
+        scratchCapacity = need;
+    }
+    scratchBytes[n] = 0;
+    scratchLength = n;
+}
+
+char* EncodingScratch::room() {
+    return scratchBytes;
+}
+
 const char* EncodingScratch::data() {
     return scratchBytes;
 }
@@ -184,38 +201,57 @@ int16_t String::decode(const char* bytes, int32_t len, Encoder* enc) {
 }
 
 // One call when the encoder can tell the size (a bound is enough: the length is cut back to what
-// was written), pieces through a local buffer otherwise, or after that call stopped early.
+// was written), pieces through a local buffer otherwise, or after that call stopped early. An encoder
+// that names the fewest bytes a text can take is first tried straight into the buffer the last
+// encode left, when that has the room: a text of about the same size as the last one then takes a
+// single pass, and the length is asked only for what did not fit.
 int16_t String::encode(const char*& out, int32_t& len, Encoder* enc) const {
     Encoder& encoder = enc ? *enc : Encoder::getDefault();
     const unsigned short* src = data->units;
     const int32_t n = data->length;
-    int32_t known = -1;
-    if (n > 0) {
-        if (encoder.hasNewAPI()) {
-            const int16_t refused = encoder.getMBCSLength(src, n, known);
-            if (refused != ErrNone) {
-                out = EncodingScratch::reserve(0);
-                len = 0;
-                return refused;
-            }
-        } else {
-            known = encoder.getEncodedLength(src, n);
-        }
-    }
     ConversionStatus status;
     int32_t done = 0;
+    int32_t written = 0;
     bool continued = false;
-    if (known >= 0) {
-        char* to = EncodingScratch::reserve(known);
-        if (n > 0) {
-            status.note(encoder.encode(src, n, to, known, false));
-            EncodingScratch::truncate(clampCount(encoder.getDstCount(), known));
-            done = clampCount(encoder.getSrcCount(), n);
-            continued = true;
-        }
-    } else {
-        EncodingScratch::reserve(0);
+
+    const int32_t minimum = n > 0 ? encoder.getEncodedMinimum(n) : -1;
+    if (minimum >= 0 && EncodingScratch::capacity() > static_cast<size_t>(minimum)) {
+        const size_t capacity = EncodingScratch::capacity() - 1;
+        const int32_t room = capacity > static_cast<size_t>(INT32_MAX) ? INT32_MAX : int32_t(capacity);
+        status.note(encoder.encode(src, n, EncodingScratch::room(), room, false));
+        written = clampCount(encoder.getDstCount(), room);
+        done = clampCount(encoder.getSrcCount(), n);
+        continued = true;
+        EncodingScratch::settle(written);
     }
+
+    if (done < n || n == 0) {
+        const unsigned short* rest = src + done;
+        int32_t known = -1;
+        if (done < n) {
+            if (encoder.hasNewAPI()) {
+                const int16_t refused = encoder.getMBCSLength(rest, n - done, known);
+                if (refused != ErrNone) {
+                    out = EncodingScratch::reserve(0);
+                    len = 0;
+                    return refused;
+                }
+            } else {
+                known = encoder.getEncodedLength(rest, n - done);
+            }
+            if (known > INT32_MAX - written) known = -1; // left to the pieces, which will refuse it
+        }
+        if (known >= 0) {
+            char* to = EncodingScratch::reserve(written + known) + written;
+            status.note(encoder.encode(rest, n - done, to, known, continued));
+            EncodingScratch::truncate(written + clampCount(encoder.getDstCount(), known));
+            done += clampCount(encoder.getSrcCount(), n - done);
+            continued = true;
+        } else if (!continued) {
+            EncodingScratch::reserve(0);
+        }
+    }
+
     char piece[kEncodePiece];
     while (done < n) {
         const int16_t code = encoder.encode(src + done, n - done, piece, kEncodePiece, continued);

@@ -88,6 +88,12 @@ struct EncodingScratch {
     static void append(const char* bytes, int32_t count);
     // Cuts the length back to n (not beyond the bytes in the buffer) and ends the bytes there.
     static void truncate(int32_t n);
+    // For a result written in place (n bytes at the start of the buffer, which had the room): the
+    // rule above as if room for n had been asked first, keeping the n bytes; the length becomes n.
+    static void settle(int32_t n);
+
+    // The buffer, to be written in place; capacity() bytes, null when there is none.
+    static char* room();
 
     static const char* data();
     static size_t capacity();

@@ -136,6 +136,13 @@ TEST_F(StringEncoding, TheStatusIsTheFirstProblemAndTheTextWhatCouldBeConverted)
         emoji += u"\U0001F600";
     EXPECT_EQ(decoded(encoded(emoji, utf8), utf8, &status), emoji);
     EXPECT_EQ(status, 0);
+
+    // Encoded where the last result was: a pair that does not fit the 7 bytes left over waits for
+    // the room made for the rest.
+    encoded(u"0123456", utf8);
+    EXPECT_EQ(encoded(u"abcd\U0001F600e", utf8, &status), "abcd\xF0\x9F\x98\x80" "e");
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(encoded(u"\u00E9", utf8), "\xC3\xA9");
 }
 
 TEST_F(StringEncoding, WithoutALengthTheTextGoesInPiecesOf2048) {
@@ -148,6 +155,50 @@ TEST_F(StringEncoding, WithoutALengthTheTextGoesInPiecesOf2048) {
     EXPECT_EQ(encoded(text, &recorder), bytes);
     EXPECT_EQ(recorder.log, "5000/2048 2952/2048+ 904/2048+ 5000/2048 2952/2048+ 904/2048+ ");
     EXPECT_EQ(EncodingScratch::capacity(), 5001u) << "grown with the total, exactly";
+}
+
+// An encoder that names its minimum is first tried in the buffer the last encode left; the length
+// is asked only for what did not fit, and the buffer ends up as the growth rule leaves it.
+TEST_F(StringEncoding, WithAMinimumTheLastBufferIsTriedFirst) {
+    struct Measured : Recorder {
+        // Half of what it writes: a true minimum, though not a tight one.
+        int32_t getEncodedMinimum(int32_t len) const override { return len / 2; }
+        int16_t getMBCSLength(const unsigned short*, int32_t len, int32_t& out) const override {
+            log += std::to_string(len) + "? ";
+            out = len;
+            return ErrNone;
+        }
+    } measured;
+    auto run = [&](int32_t n, char fill) {
+        measured.log.clear();
+        String text;
+        text.setup(static_cast<unsigned short>(fill), n);
+        EXPECT_EQ(encoded(text, &measured), std::string(static_cast<size_t>(n), fill)) << n;
+        return measured.log;
+    };
+    EXPECT_EQ(run(5000, 'a'), "5000? 5000/5000 ") << "no buffer yet: the length first";
+    EXPECT_EQ(run(3000, 'b'), "3000/5000 ") << "room enough: one pass, no length";
+    EXPECT_EQ(EncodingScratch::capacity(), 5001u);
+    EXPECT_EQ(run(6000, 'c'), "6000/5000 1000? 1000/1000+ ") << "what did not fit goes on after it";
+    EXPECT_EQ(EncodingScratch::capacity(), 6001u);
+    EXPECT_EQ(run(20000, 'd'), "20000? 20000/20000 ") << "a buffer below the minimum is not tried";
+    EXPECT_EQ(run(17000, 'e'), "17000/20000 ");
+    EXPECT_EQ(EncodingScratch::capacity(), 17001u) << "a large buffer is still cut to the need";
+    EXPECT_EQ(run(0, 'f'), "");
+    EXPECT_EQ(EncodingScratch::capacity(), 1u);
+
+    // Cutting a large buffer to the need can fail like any growth: the buffer is gone.
+    run(20000, 'g');
+    String small(u"small");
+    {
+        TestAllocator failing;
+        ScopedAllocator scope(failing);
+        failing.failAt(1);
+        EXPECT_THROW(small.encode(&measured), std::bad_alloc);
+        failing.failAt(0);
+    }
+    EXPECT_EQ(EncodingScratch::data(), nullptr);
+    EXPECT_EQ(String::getEncodedLength(), 0);
 }
 
 TEST_F(StringEncoding, TheScratchBufferGrowsToExactlyTheNeedAndDropsLargeOnes) {
