@@ -27,6 +27,17 @@ char* newScratch(size_t size) {
     }
 }
 
+// A buffer of exactly `need` bytes in place of the old one, holding its first `keep` bytes.
+void remakeScratch(size_t need, int32_t keep) {
+    char* fresh = newScratch(need);
+    if (scratchBytes) {
+        std::memcpy(fresh, scratchBytes, static_cast<size_t>(keep));
+        Heap::operator delete[](scratchBytes);
+    }
+    scratchBytes = fresh;
+    scratchCapacity = need;
+}
+
 // Decoding straight into a String's buffer, which grows by String's own rules.
 class StringSink {
 public:
@@ -106,14 +117,7 @@ char* EncodingScratch::reserve(int32_t n) {
             scratchCapacity = need;
         }
     } else {
-        char* grown = newScratch(need);
-        if (scratchBytes) {
-            const int32_t keep = scratchLength < n ? scratchLength : n;
-            std::memcpy(grown, scratchBytes, static_cast<size_t>(keep));
-            Heap::operator delete[](scratchBytes);
-        }
-        scratchBytes = grown;
-        scratchCapacity = need;
+        remakeScratch(need, scratchLength < n ? scratchLength : n);
     }
     scratchBytes[n] = 0;
     scratchLength = n;
@@ -142,13 +146,7 @@ void EncodingScratch::truncate(int32_t n) {
 
 void EncodingScratch::settle(int32_t n) {
     const size_t need = static_cast<size_t>(n) + 1;
-    if (scratchCapacity > need && scratchCapacity > kKeepLimit) {
-        char* exact = newScratch(need);
-        std::memcpy(exact, scratchBytes, static_cast<size_t>(n));
-        Heap::operator delete[](scratchBytes);
-        scratchBytes = exact;
-        scratchCapacity = need;
-    }
+    if (scratchCapacity > need && scratchCapacity > kKeepLimit) remakeScratch(need, n);
     scratchBytes[n] = 0;
     scratchLength = n;
 }
