@@ -69,6 +69,44 @@ template <class Item, class HashOf> void shrink(SimpleArray& buckets, int32_t co
     }
 }
 
+// The first item, in walking order, for which test(item) holds; null when none.
+template <class Item, class Test> Item* firstWhere(const SimpleArray& buckets, Test test) {
+    for (int32_t b = 0; b < buckets.length(); ++b)
+        for (Item* item = head<Item>(buckets, b); item; item = item->next)
+            if (test(item)) return item;
+    return nullptr;
+}
+
+// Calls visit(item) for every item in walking order; visit must not unlink any.
+template <class Item, class Visit> void visitAll(const SimpleArray& buckets, Visit visit) {
+    firstWhere<Item>(buckets, [&](Item* item) {
+        visit(item);
+        return false;
+    });
+}
+
+// Every distinct non-zero value, in walking order, into values (emptied first).
+template <class Item> void distinctValues(const SimpleArray& buckets, SimpleArray& values) {
+    values.erase();
+    visitAll<const Item>(buckets, [&](const Item* item) {
+        if (item->value != 0 && values.indexOf(item->value) < 0) values.append(item->value);
+    });
+}
+
+// Unlinks the first item of the chain for which test(item) holds and returns it; null when none.
+template <class Item, class Test> Item* unlinkFirst(SimpleArray& buckets, int32_t bucket, Test test) {
+    Item* previous = nullptr;
+    for (Item* item = head<Item>(buckets, bucket); item; previous = item, item = item->next) {
+        if (!test(item)) continue;
+        if (previous)
+            previous->next = item->next;
+        else
+            buckets[bucket] = reinterpret_cast<intptr_t>(item->next);
+        return item;
+    }
+    return nullptr;
+}
+
 // Walks every item in iteration order, reading the successor before calling keep(item). Items for
 // which keep returns false are unlinked and pushed onto `detached`. Returns whether any was.
 template <class Item, class Keep> bool walk(SimpleArray& buckets, Item*& detached, Keep keep) {

@@ -97,9 +97,8 @@ HashTable& HashTable::operator=(const HashTable& other) {
 }
 
 HashTable& HashTable::operator+=(const HashTable& other) {
-    for (int32_t b = 0; b < other.buckets.length(); ++b)
-        for (const HashItem* item = chains::head<HashItem>(other.buckets, b); item; item = item->next)
-            set(*item, item->value, false);
+    chains::visitAll<const HashItem>(other.buckets,
+                                     [this](const HashItem* item) { set(*item, item->value, false); });
     return *this;
 }
 
@@ -158,30 +157,23 @@ const String& HashTable::set(const String& key, intptr_t value, bool ignoreCase)
 }
 
 const String* HashTable::findKey(intptr_t value) const {
-    for (int32_t b = 0; b < buckets.length(); ++b)
-        for (const HashItem* item = chains::head<HashItem>(buckets, b); item; item = item->next)
-            if (item->value == value) return item;
-    return nullptr;
+    return chains::firstWhere<const HashItem>(buckets,
+                                              [value](const HashItem* item) { return item->value == value; });
 }
 
 template <class Key> intptr_t HashTable::removeKey(const Key& key, bool ignoreCase) {
     int32_t n = buckets.length();
     if (n == 0) return 0;
-    int32_t b = chains::bucketOf(key.hash, n);
-    HashItem* previous = nullptr;
-    for (HashItem* item = chains::head<HashItem>(buckets, b); item; previous = item, item = item->next) {
-        if (!key.matches(item, ignoreCase)) continue;
-        if (previous)
-            previous->next = item->next;
-        else
-            buckets[b] = reinterpret_cast<intptr_t>(item->next);
-        intptr_t value = item->value;
-        delete item;
-        --count;
-        smartShrink();
-        return value;
-    }
-    return 0;
+    HashItem* item =
+        chains::unlinkFirst<HashItem>(buckets, chains::bucketOf(key.hash, n), [&](const HashItem* candidate) {
+            return key.matches(candidate, ignoreCase);
+        });
+    if (!item) return 0;
+    intptr_t value = item->value;
+    delete item;
+    --count;
+    smartShrink();
+    return value;
 }
 
 intptr_t HashTable::remove(const String& key, bool ignoreCase) {
@@ -194,9 +186,9 @@ intptr_t HashTable::remove(const unsigned short* key, bool ignoreCase) {
 
 void HashTable::removeData(intptr_t value) {
     TSimpleArray<const String> keys;
-    for (int32_t b = 0; b < buckets.length(); ++b)
-        for (const HashItem* item = chains::head<HashItem>(buckets, b); item; item = item->next)
-            if (item->value == value) keys.append(item);
+    chains::visitAll<const HashItem>(buckets, [&](const HashItem* item) {
+        if (item->value == value) keys.append(item);
+    });
     for (int32_t i = 0; i < keys.length(); ++i) {
         // A key of its own: removing the entry destroys the text it was found by.
         String key(*keys[i]);
@@ -207,18 +199,13 @@ void HashTable::removeData(intptr_t value) {
 void HashTable::getKeys(TSimpleArray<const String>& keys) const {
     keys.setSize(count);
     int32_t written = 0;
-    for (int32_t b = 0; b < buckets.length(); ++b)
-        for (const HashItem* item = chains::head<HashItem>(buckets, b); item; item = item->next)
-            keys[written++] = item;
+    chains::visitAll<const HashItem>(buckets, [&](const HashItem* item) { keys[written++] = item; });
     // Entries unlinked by forEach are still counted but no longer reachable.
     if (written < count) keys.setSize(written);
 }
 
 void HashTable::getData(SimpleArray& values) const {
-    values.erase();
-    for (int32_t b = 0; b < buckets.length(); ++b)
-        for (const HashItem* item = chains::head<HashItem>(buckets, b); item; item = item->next)
-            if (item->value != 0 && values.indexOf(item->value) < 0) values.append(item->value);
+    chains::distinctValues<HashItem>(buckets, values);
 }
 
 void HashTable::forEach(bool (*fn)(const String& key, intptr_t* value, intptr_t data), intptr_t data) {

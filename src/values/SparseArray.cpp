@@ -30,9 +30,8 @@ SparseArray& SparseArray::operator=(const SparseArray& other) {
 }
 
 SparseArray& SparseArray::operator+=(const SparseArray& other) {
-    for (int32_t b = 0; b < other.buckets.length(); ++b)
-        for (const ArrayItem* item = chains::head<ArrayItem>(other.buckets, b); item; item = item->next)
-            set(item->key, item->value);
+    chains::visitAll<const ArrayItem>(other.buckets,
+                                      [this](const ArrayItem* item) { set(item->key, item->value); });
     return *this;
 }
 
@@ -76,37 +75,30 @@ void SparseArray::set(int32_t key, intptr_t value) {
 }
 
 int32_t SparseArray::findKey(intptr_t value) const {
-    for (int32_t b = 0; b < buckets.length(); ++b)
-        for (const ArrayItem* item = chains::head<ArrayItem>(buckets, b); item; item = item->next)
-            if (item->value == value) return item->key;
-    return -1;
+    const ArrayItem* found = chains::firstWhere<const ArrayItem>(
+        buckets, [value](const ArrayItem* item) { return item->value == value; });
+    return found ? found->key : -1;
 }
 
 intptr_t SparseArray::remove(int32_t key) {
     int32_t n = buckets.length();
     if (n == 0) return 0;
-    int32_t b = chains::bucketOf(hashOfKey(key), n);
-    ArrayItem* previous = nullptr;
-    for (ArrayItem* item = chains::head<ArrayItem>(buckets, b); item; previous = item, item = item->next) {
-        if (item->key != key) continue;
-        if (previous)
-            previous->next = item->next;
-        else
-            buckets[b] = reinterpret_cast<intptr_t>(item->next);
-        intptr_t value = item->value;
-        delete item;
-        --count;
-        smartShrink();
-        return value;
-    }
-    return 0;
+    ArrayItem* item =
+        chains::unlinkFirst<ArrayItem>(buckets, chains::bucketOf(hashOfKey(key), n),
+                                       [key](const ArrayItem* candidate) { return candidate->key == key; });
+    if (!item) return 0;
+    intptr_t value = item->value;
+    delete item;
+    --count;
+    smartShrink();
+    return value;
 }
 
 void SparseArray::removeData(intptr_t value) {
     SimpleArray keys;
-    for (int32_t b = 0; b < buckets.length(); ++b)
-        for (const ArrayItem* item = chains::head<ArrayItem>(buckets, b); item; item = item->next)
-            if (item->value == value) keys.append(item->key);
+    chains::visitAll<const ArrayItem>(buckets, [&](const ArrayItem* item) {
+        if (item->value == value) keys.append(item->key);
+    });
     for (int32_t i = 0; i < keys.length(); ++i)
         remove(static_cast<int32_t>(keys[i]));
 }
@@ -114,18 +106,13 @@ void SparseArray::removeData(intptr_t value) {
 void SparseArray::getKeys(SimpleArray& keys) const {
     keys.setSize(count);
     int32_t written = 0;
-    for (int32_t b = 0; b < buckets.length(); ++b)
-        for (const ArrayItem* item = chains::head<ArrayItem>(buckets, b); item; item = item->next)
-            keys[written++] = item->key;
+    chains::visitAll<const ArrayItem>(buckets, [&](const ArrayItem* item) { keys[written++] = item->key; });
     // Entries unlinked by forEach are still counted but no longer reachable.
     if (written < count) keys.setSize(written);
 }
 
 void SparseArray::getData(SimpleArray& values) const {
-    values.erase();
-    for (int32_t b = 0; b < buckets.length(); ++b)
-        for (const ArrayItem* item = chains::head<ArrayItem>(buckets, b); item; item = item->next)
-            if (item->value != 0 && values.indexOf(item->value) < 0) values.append(item->value);
+    chains::distinctValues<ArrayItem>(buckets, values);
 }
 
 void SparseArray::forEach(bool (*fn)(int32_t key, intptr_t* value, intptr_t data), intptr_t data) {
