@@ -6,12 +6,14 @@
 #include <quarn/Allocator.h>
 #include <quarn/Heap.h>
 #include <quarn/Root.h>
+#include <quarn/SimpleArray.h>
 #include <quarn/String.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <set>
 #include <string>
 
 namespace quarn_fuzz {
@@ -111,6 +113,38 @@ inline bool same(const Quarn::String& s, const std::u16string& model) {
     return s.length() == static_cast<int32_t>(model.size()) && s.wstr()[s.length()] == 0 &&
            std::char_traits<char16_t>::compare(reinterpret_cast<const char16_t*>(s.wstr()), model.data(),
                                                model.size()) == 0;
+}
+
+// The hash tables' forEach, done by every target the same way: odd values grow by 10, and with a
+// non-zero unlinkEvery the entries whose new value it divides are unlinked.
+inline bool forEachRule(intptr_t* value, intptr_t unlinkEvery) {
+    if (*value % 2) *value += 10;
+    return !(unlinkEvery && *value % unlinkEvery == 0);
+}
+
+// The same rule over a model map; returns how many entries it unlinked.
+template <class Map> int32_t applyForEachRule(Map& model, intptr_t unlinkEvery) {
+    int32_t unlinked = 0;
+    for (auto it = model.begin(); it != model.end();) {
+        if (forEachRule(&it->second, unlinkEvery)) {
+            ++it;
+        } else {
+            it = model.erase(it);
+            ++unlinked;
+        }
+    }
+    return unlinked;
+}
+
+// getData's result over a model map: the distinct non-zero values, each once.
+template <class Map> bool sameDistinctValues(const Quarn::SimpleArray& values, const Map& model) {
+    std::set<intptr_t> expected;
+    for (const auto& entry : model)
+        if (entry.second) expected.insert(entry.second);
+    if (values.length() != static_cast<int32_t>(expected.size())) return false;
+    for (int32_t i = 0; i < values.length(); ++i)
+        if (expected.count(values[i]) != 1) return false;
+    return true;
 }
 
 } // namespace quarn_fuzz

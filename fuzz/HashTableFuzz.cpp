@@ -68,8 +68,7 @@ void check(const State& s) {
 }
 
 bool visit(const String&, intptr_t* value, intptr_t unlinkEvery) {
-    if (*value % 2) *value += 10;
-    return !(unlinkEvery && *value % unlinkEvery == 0);
+    return forEachRule(value, unlinkEvery);
 }
 
 } // namespace
@@ -137,24 +136,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             if (found) FUZZ_CHECK(s.model.count(toModel(*found)) && s.model[toModel(*found)] == value);
             SimpleArray values;
             s.table.getData(values);
-            std::set<intptr_t> expected;
-            for (const auto& entry : s.model)
-                if (entry.second) expected.insert(entry.second);
-            FUZZ_CHECK(values.length() == static_cast<int32_t>(expected.size()));
+            FUZZ_CHECK(sameDistinctValues(values, s.model));
             break;
         }
         case 6: {
             const intptr_t unlinkEvery = input.flag() ? 3 : 0;
             s.table.forEach(visit, unlinkEvery);
-            for (auto it = s.model.begin(); it != s.model.end();) {
-                if (it->second % 2) it->second += 10;
-                if (unlinkEvery && it->second % unlinkEvery == 0) {
-                    it = s.model.erase(it);
-                    ++s.unlinked;
-                } else {
-                    ++it;
-                }
-            }
+            s.unlinked += applyForEachRule(s.model, unlinkEvery);
             break;
         }
         case 7: {

@@ -54,8 +54,7 @@ int32_t keyFrom(Input& input) {
 
 // forEach callback: bumps odd values, unlinks entries whose value is divisible by the data.
 bool visit(int32_t, intptr_t* value, intptr_t data) {
-    if (*value % 2) *value += 10;
-    return !(data && *value % data == 0);
+    return forEachRule(value, data);
 }
 
 } // namespace
@@ -105,26 +104,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         case 6: {
             SimpleArray values;
             s.table.getData(values);
-            std::set<intptr_t> expected;
-            for (const auto& entry : s.model)
-                if (entry.second) expected.insert(entry.second);
-            FUZZ_CHECK(values.length() == static_cast<int32_t>(expected.size()));
-            for (int32_t i = 0; i < values.length(); ++i)
-                FUZZ_CHECK(expected.count(values[i]) == 1);
+            FUZZ_CHECK(sameDistinctValues(values, s.model));
             break;
         }
         case 7: {
             const intptr_t unlinkEvery = input.flag() ? 3 : 0;
             s.table.forEach(visit, unlinkEvery);
-            for (auto it = s.model.begin(); it != s.model.end();) {
-                if (it->second % 2) it->second += 10;
-                if (unlinkEvery && it->second % unlinkEvery == 0) {
-                    it = s.model.erase(it);
-                    ++s.unlinked;
-                } else {
-                    ++it;
-                }
-            }
+            s.unlinked += applyForEachRule(s.model, unlinkEvery);
             break;
         }
         case 8: {
