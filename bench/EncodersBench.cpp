@@ -196,31 +196,48 @@ const DataSet& macRomanWestern() {
     return set;
 }
 
-void decodeWithQuarn(benchmark::State& state, const Quarn::Encoder& encoder, const DataSet& set) {
+// One conversion of the whole data set per iteration, into a buffer kept across iterations;
+// convert(src, srcLen, dst, dstLen) returns the result code and leaves the counts as the encoders do.
+template <class Convert> void timeDecode(benchmark::State& state, const DataSet& set, Convert convert) {
     std::vector<unsigned short> out(set.text.size() + 16);
     for (auto _ : state) {
         int32_t srcLen = static_cast<int32_t>(set.bytes.size());
         int32_t dstLen = static_cast<int32_t>(out.size());
-        int16_t result = encoder.toUnicode(set.bytes.data(), srcLen, out.data(), dstLen, false);
-        if (result != 0 || dstLen != static_cast<int32_t>(set.text.size())) state.SkipWithError("bad decode");
+        if (convert(set.bytes.data(), srcLen, out.data(), dstLen) != 0 ||
+            dstLen != static_cast<int32_t>(set.text.size()))
+            state.SkipWithError("bad decode");
         benchmark::DoNotOptimize(out.data());
         benchmark::ClobberMemory();
     }
     state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(set.bytes.size()));
 }
 
-void encodeWithQuarn(benchmark::State& state, const Quarn::Encoder& encoder, const DataSet& set) {
+template <class Convert> void timeEncode(benchmark::State& state, const DataSet& set, Convert convert) {
     std::vector<char> out(set.bytes.size() + 16);
     for (auto _ : state) {
         int32_t srcLen = static_cast<int32_t>(set.text.size());
         int32_t dstLen = static_cast<int32_t>(out.size());
-        int16_t result = encoder.toMBCS(set.text.data(), srcLen, out.data(), dstLen, false);
-        if (result != 0 || dstLen != static_cast<int32_t>(set.bytes.size()))
+        if (convert(set.text.data(), srcLen, out.data(), dstLen) != 0 ||
+            dstLen != static_cast<int32_t>(set.bytes.size()))
             state.SkipWithError("bad encode");
         benchmark::DoNotOptimize(out.data());
         benchmark::ClobberMemory();
     }
     state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(set.bytes.size()));
+}
+
+void decodeWithQuarn(benchmark::State& state, const Quarn::Encoder& encoder, const DataSet& set) {
+    timeDecode(state, set,
+               [&encoder](const char* src, int32_t& srcLen, unsigned short* dst, int32_t& dstLen) {
+                   return encoder.toUnicode(src, srcLen, dst, dstLen, false);
+               });
+}
+
+void encodeWithQuarn(benchmark::State& state, const Quarn::Encoder& encoder, const DataSet& set) {
+    timeEncode(state, set,
+               [&encoder](const unsigned short* src, int32_t& srcLen, char* dst, int32_t& dstLen) {
+                   return encoder.toMBCS(src, srcLen, dst, dstLen, false);
+               });
 }
 
 #ifdef QUARN_BENCH_ICONV
@@ -286,36 +303,17 @@ void pair(const char* name, const Quarn::Encoder& encoder, const char* iconvName
 
 // The portable UTF-8 loops, which targets without SSE2 run, on the same data as the encoder.
 void portableLoops(const char* name, const DataSet& (*data)()) {
+    using Quarn::encoders::Loops;
     std::string base(name);
     benchmark::RegisterBenchmark((base + "/decode/portable").c_str(), [data](benchmark::State& state) {
-        const DataSet& set = data();
-        std::vector<unsigned short> out(set.text.size() + 16);
-        for (auto _ : state) {
-            int32_t srcLen = static_cast<int32_t>(set.bytes.size());
-            int32_t dstLen = static_cast<int32_t>(out.size());
-            if (Quarn::encoders::decodeUtf8(set.bytes.data(), srcLen, out.data(), dstLen,
-                                            Quarn::encoders::Loops::Portable) != 0 ||
-                dstLen != static_cast<int32_t>(set.text.size()))
-                state.SkipWithError("bad decode");
-            benchmark::DoNotOptimize(out.data());
-            benchmark::ClobberMemory();
-        }
-        state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(set.bytes.size()));
+        timeDecode(state, data(), [](const char* src, int32_t& srcLen, unsigned short* dst, int32_t& dstLen) {
+            return Quarn::encoders::decodeUtf8(src, srcLen, dst, dstLen, Loops::Portable);
+        });
     })->Unit(benchmark::kMillisecond);
     benchmark::RegisterBenchmark((base + "/encode/portable").c_str(), [data](benchmark::State& state) {
-        const DataSet& set = data();
-        std::vector<char> out(set.bytes.size() + 16);
-        for (auto _ : state) {
-            int32_t srcLen = static_cast<int32_t>(set.text.size());
-            int32_t dstLen = static_cast<int32_t>(out.size());
-            if (Quarn::encoders::encodeUtf8(set.text.data(), srcLen, out.data(), dstLen,
-                                            Quarn::encoders::Loops::Portable) != 0 ||
-                dstLen != static_cast<int32_t>(set.bytes.size()))
-                state.SkipWithError("bad encode");
-            benchmark::DoNotOptimize(out.data());
-            benchmark::ClobberMemory();
-        }
-        state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(set.bytes.size()));
+        timeEncode(state, data(), [](const unsigned short* src, int32_t& srcLen, char* dst, int32_t& dstLen) {
+            return Quarn::encoders::encodeUtf8(src, srcLen, dst, dstLen, Loops::Portable);
+        });
     })->Unit(benchmark::kMillisecond);
 }
 
