@@ -39,7 +39,6 @@ TEST(SimpleArray, EmptyArraysShareOneStaticBlock) {
     SimpleArray a;
     EXPECT_TRUE(Access::isSharedEmpty(a));
     a.append(42);
-    EXPECT_EQ(Access::capacity(a), 8);
     EXPECT_EQ(a.removeAt(0), 42); // removing the last element gives the storage back
     EXPECT_TRUE(Access::isSharedEmpty(a));
     // Nothing to do on an empty array must not give it a block of its own.
@@ -48,6 +47,7 @@ TEST(SimpleArray, EmptyArraysShareOneStaticBlock) {
     a.clear();
     EXPECT_EQ(a.removeAt(0), 0);
     EXPECT_TRUE(Access::isSharedEmpty(a));
+    EXPECT_TRUE(Access::isSharedEmpty(make({1, 2}).copy(10, 2)));
     EXPECT_EQ(liveBlocks(), start);
 }
 
@@ -56,24 +56,19 @@ TEST(SimpleArray, CapacityFollowsTheIncrementBothWays) {
     a.setIncrement(3);
     a.setSize(7);
     EXPECT_EQ(Access::capacity(a), 9);
-    a[2] = 22;
     a.setSize(2);
     EXPECT_EQ(Access::capacity(a), 3); // shrinking gives memory back at once
-    a.setSize(3);
-    EXPECT_EQ(a[2], 0); // grown slots read 0, even where a value stood before
-    a.setIncrement(0);
-    EXPECT_EQ(a.getIncrement(), 1);
-    SimpleArray b = make({0, 1, 2, 3, 4, 5, 6, 7, 8});
-    EXPECT_EQ(Access::capacity(b), 16); // steps of 8, not doubling
+    SimpleArray b;
+    for (int i = 0; i < 17; ++i)
+        b.append(i);
+    EXPECT_EQ(Access::capacity(b), 24); // steps of 8, not doubling
     const intptr_t* block = b.getData();
-    b.clear(); // keeps (and zeroes) the storage
+    b.clear(); // keeps the storage
     EXPECT_EQ(b.getData(), block);
-    b.setSize(16);
-    EXPECT_EQ(contents(b), V(16, 0));
 }
 
 TEST(SimpleArray, CopiesShareUntilWrittenAndKeepTheirOwnIncrement) {
-    SimpleArray source = make({1, 2, 3, 4, 5, 6, 7, 8, 9, 10});
+    SimpleArray source = make({1, 2, 3});
     source.setIncrement(20);
     SimpleArray copy(source);
     EXPECT_EQ(copy.getIncrement(), 8) << "the increment is not copied";
@@ -84,23 +79,15 @@ TEST(SimpleArray, CopiesShareUntilWrittenAndKeepTheirOwnIncrement) {
     target.setIncrement(5);
     target = source; // shares, keeping its own increment
     EXPECT_EQ(target.getIncrement(), 5);
-    target.setSize(3); // a shared block resized smaller: only what fits is copied
-    EXPECT_EQ(contents(target), V({1, 2, 3}));
-    EXPECT_EQ(source.length(), 10);
+    EXPECT_EQ(target.getData(), source.getData());
 }
 
-TEST(SimpleArray, EditsClampTheirPositions) {
-    SimpleArray a = make({1, 2, 3});
-    a.insert(0, -7);
-    a.insert(9, 100);
-    EXPECT_EQ(contents(a), V({0, 1, 2, 3, 9}));
-    EXPECT_EQ(a.removeAt(50), 9); // past the end: the last element goes
-    a.append(a);                  // from itself: the source survives the resize
-    EXPECT_EQ(contents(a), V({0, 1, 2, 3, 0, 1, 2, 3}));
-    SimpleArray b = make({10, 11, 12, 13, 14});
-    EXPECT_EQ(contents(b.copy(2, -1)), V({12, 13, 14}));
-    EXPECT_TRUE(Access::isSharedEmpty(b.copy(10, 2)));
-    EXPECT_EQ(contents(b.copy(-3, 2)), V({10, 11}));
+// Other edits simply clamp their positions (the fuzzer covers those); these two do more than clamp.
+TEST(SimpleArray, RemovingPastTheEndTakesTheLastAndSelfAppendSurvivesTheResize) {
+    SimpleArray a = make({1, 2, 3, 9});
+    EXPECT_EQ(a.removeAt(50), 9);
+    a.append(a);
+    EXPECT_EQ(contents(a), V({1, 2, 3, 1, 2, 3}));
 }
 
 void record(int32_t index, intptr_t* slot, intptr_t data) {
@@ -132,11 +119,11 @@ TEST(SimpleArray, ExhaustionThrowsAndLeavesTheArrayIntact) {
         allocator.failAt(1);
         EXPECT_THROW(a.append(1), std::bad_alloc);
         EXPECT_TRUE(Access::isSharedEmpty(a));
-        for (int i = 0; i < 8; ++i)
+        for (int i = 1; i <= 8; ++i)
             a.append(i);
         allocator.failAt(1); // the reallocation for the ninth
-        EXPECT_THROW(a.append(8), std::bad_alloc);
-        EXPECT_EQ(contents(a), V({0, 1, 2, 3, 4, 5, 6, 7}));
+        EXPECT_THROW(a.append(9), std::bad_alloc);
+        EXPECT_EQ(contents(a), V({1, 2, 3, 4, 5, 6, 7, 8}));
         SimpleArray copy(a);
         allocator.failAt(1); // the private copy
         EXPECT_THROW(copy[0] = 5, std::bad_alloc);
@@ -144,12 +131,10 @@ TEST(SimpleArray, ExhaustionThrowsAndLeavesTheArrayIntact) {
         EXPECT_THROW(a.setSize(INT32_MAX), std::bad_alloc);
         // Removing shifts the slots, then shrinks: a shrink that cannot be had keeps the larger
         // block rather than leave the shifted slots and the old length behind.
-        SimpleArray nine;
-        for (int i = 1; i <= 9; ++i)
-            nine.append(i);
+        a.append(9);
         allocator.failAt(1);
-        nine.removeGap(0, 3);
-        EXPECT_EQ(contents(nine), V({4, 5, 6, 7, 8, 9}));
+        a.removeGap(0, 3);
+        EXPECT_EQ(contents(a), V({4, 5, 6, 7, 8, 9}));
         allocator.failAt(0);
     }
     EXPECT_EQ(allocator.outstanding, 0);

@@ -33,7 +33,6 @@ TEST(SparseArray, KeysOfEveryRangeAndTheWalkingOrder) {
     a.set(INT32_MAX, 13);
     EXPECT_EQ(a.find(3), 0);  // a stored 0 reads like a missing key...
     EXPECT_TRUE(a.hasKey(3)); // ...hasKey tells them apart
-    EXPECT_FALSE(a.hasKey(4));
     EXPECT_EQ(a[-1], 11);
     // -1 is 4294967295 unsigned: bucket 15, where INT32_MAX went too, ahead of it.
     EXPECT_EQ(keysOf(a), V({3, INT32_MAX, -1}));
@@ -63,15 +62,12 @@ TEST(SparseArray, LoadRulesDoubleAndHalveTheBuckets) {
     EXPECT_EQ(a.remove(1), 0); // an absent key changes nothing
     EXPECT_EQ(SparseArrayAccess::buckets(a), 8);
 
-    SparseArray b;
-    b.set(5, 50);
-    EXPECT_EQ(b.remove(5), 50);
-    EXPECT_EQ(SparseArrayAccess::buckets(b), 8); // load 0
-    for (int i = 0; i < 4; ++i) {                // a table at load 0 takes a key as it is, and halves again
+    SparseArray b; // at load 0 a table takes a key as it is, and every removal halves it again
+    for (int i = 0; i < 5; ++i) {
         b.set(5, 1);
         b.remove(5);
     }
-    EXPECT_EQ(SparseArrayAccess::buckets(b), 0); // 8 -> 4 -> 2 -> 1 -> 0
+    EXPECT_EQ(SparseArrayAccess::buckets(b), 0); // 16 -> 8 -> 4 -> 2 -> 1 -> 0
     b.set(5, 1);
     EXPECT_EQ(SparseArrayAccess::buckets(b), 16);
 }
@@ -81,11 +77,10 @@ TEST(SparseArray, SearchingAndRemovingByValue) {
     for (int32_t key = 1; key <= 4; ++key)
         a.set(key, V({5, 0, 5, 7})[static_cast<size_t>(key - 1)]);
     SimpleArray values;
-    values.append(99);
+    values.append(99); // replaced, not appended to
     a.getData(values);
     EXPECT_EQ(V(values.getData(), values.getData() + values.length()), V({5, 7}));
-    EXPECT_EQ(a.findKey(5), 1);
-    EXPECT_EQ(a.findKey(8), -1);
+    EXPECT_EQ(a.findKey(5), 1); // the first in walking order
     a.removeData(5);
     EXPECT_EQ(SparseArrayAccess::buckets(a), 4); // each removal applied the shrink rule
     EXPECT_EQ(keysOf(a), V({4, 2}));
@@ -117,20 +112,11 @@ TEST(SparseArray, CopiesHoldTheSameEntriesButMayCompareUnequal) {
     SparseArray a;
     a.set(1, 10);
     a.set(2, 20);
-    SparseArray b(a);
-    EXPECT_EQ(a, b);
-    b.set(2, 21);
-    EXPECT_NE(a, b);
-
+    EXPECT_EQ(SparseArray(a), a);
     SparseArray c;
     c.set(3, 1);
-    c.set(19, 2); // same bucket as 3
-    SparseArray d(c);
-    EXPECT_EQ(d.find(19), 2);
-    EXPECT_NE(c, d); // the copy built the chain in walking order, reversing it
-    d = a;
-    EXPECT_EQ(d, a);
-    EXPECT_FALSE(d.hasKey(3));
+    c.set(19, 2);                 // same bucket as 3
+    EXPECT_NE(SparseArray(c), c); // the copy built the chain in walking order, reversing it
     a += c;
     EXPECT_EQ(keysOf(a), V({1, 2, 3, 19}));
 }
