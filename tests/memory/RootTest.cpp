@@ -2,7 +2,6 @@
 #include "platform/Platform.h"
 #include "support/TestAllocator.h"
 
-#include <quarn/Allocator.h>
 #include <quarn/Root.h>
 #include <quarn/Time.h>
 
@@ -60,14 +59,6 @@ TEST(Library, ModulesStartInTheirFixedOrder) {
                                                "Variant",    "live objects", "unit converter table",
                                                "unit values"};
     EXPECT_EQ(names, expected);
-    ASSERT_NE(table[0].step, nullptr);
-    EXPECT_EQ(table[0].step, &detail::memoryModule);
-}
-
-TEST(Library, StartingTwiceChangesNothing) {
-    Allocator* current = Allocator::get();
-    InitTerm::init();
-    EXPECT_EQ(Allocator::get(), current);
 }
 
 TEST(Time, LocalOffsetIsTheTimeZoneBiasInMilliseconds) {
