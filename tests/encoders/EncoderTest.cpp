@@ -1,16 +1,11 @@
-#include <quarn/Encoder.h>
-
-#include <gtest/gtest.h>
+#include "encoders/EncoderTesting.h"
 
 #include <string>
 
 using namespace Quarn;
+using quarn_test::w;
 
 namespace {
-
-const unsigned short* w(const char16_t* text) {
-    return reinterpret_cast<const unsigned short*>(text);
-}
 
 // "source count/destination count/error" of the last decode or encode.
 std::string record(const Encoder& encoder) {

@@ -1,13 +1,11 @@
 #include "encoders/Registry.h"
+#include "encoders/EncoderTesting.h"
 #include "encoders/FreshRegistry.h"
 #include "encoders/SingleByteEncoders.h"
 #include "support/ExhaustionSweep.h"
 #include "support/StringPrinting.h"
 
-#include <quarn/Encoder.h>
 #include <quarn/String.h>
-
-#include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -27,9 +25,7 @@ std::u16string namesOf(const Encoder* encoder) {
 // under "X-DYN-" and a new encoder for names under "X-NEW-" (the name it is asked is normalised).
 struct Named : AsciiEncoder {
     explicit Named(std::u16string names) : names(std::move(names)) {}
-    const unsigned short* getNames() const override {
-        return reinterpret_cast<const unsigned short*>(names.c_str());
-    }
+    const unsigned short* getNames() const override { return w(names.c_str()); }
     Encoder* find(const String& name) const override {
         if (name.ncmp(u"X-DYN-", 6) == 0) return const_cast<Named*>(this);
         return name.ncmp(u"X-NEW-", 6) == 0 ? new Named(u"X-MADE") : nullptr;

@@ -5,11 +5,6 @@
 
 #include "encoders/EncoderTesting.h"
 
-#include <gtest/gtest.h>
-
-#include <random>
-#include <string>
-
 using namespace Quarn;
 using namespace Quarn::encoders;
 using namespace quarn_test;
@@ -20,9 +15,7 @@ namespace {
 class LoopsUnderTest : public Encoder {
 public:
     LoopsUnderTest(Loops loops, const char* name) : Encoder(0, true), loops(loops), name(name) {}
-    const unsigned short* getNames() const override {
-        return reinterpret_cast<const unsigned short*>(u"LOOPS");
-    }
+    const unsigned short* getNames() const override { return w(u"LOOPS"); }
     int16_t toUnicode(const char* src, int32_t& srcLen, unsigned short* dst, int32_t& dstLen,
                       bool) const override {
         return decodeUtf8(src, srcLen, dst, dstLen, loops);
@@ -36,28 +29,15 @@ public:
     const char* const name;
 };
 
-Decoded convert(const Encoder& encoder, const std::string& bytes, int32_t room) {
-    return decodeWith(encoder, bytes, room);
-}
-
-Encoded convert(const Encoder& encoder, const std::u16string& text, int32_t room) {
-    return encodeWith(encoder, text, room);
-}
-
 class Agreement {
 public:
-    // Whether both loops convert the source into room as the reference does; reports the first that
-    // does not.
+    // Whether both loops convert the source into room as the reference does.
     template <class Text> bool at(const Text& source, int32_t room) const {
         const auto want = convert(reference, source, room);
-        for (const LoopsUnderTest* loops : {&portable, &vector}) {
-            const auto got = convert(*loops, source, room);
-            if (got == want) continue;
-            ADD_FAILURE() << loops->name << " loops, " << source.size() << " in, room " << room << "\n got  "
-                          << testing::PrintToString(got) << "\n want " << testing::PrintToString(want);
-            return false;
-        }
-        return true;
+        for (const LoopsUnderTest* loops : {&portable, &vector})
+            EXPECT_EQ(convert(*loops, source, room), want)
+                << loops->name << " loops, " << source.size() << " in, room " << room;
+        return !testing::Test::HasFailure();
     }
 
     // Every cut of the source with ample room, and every room for the whole source.

@@ -1,8 +1,6 @@
 #include "encoders/UnicodeEncoders.h"
 #include "encoders/EncoderTesting.h"
 
-#include <gtest/gtest.h>
-
 using namespace Quarn;
 using namespace quarn_test;
 
@@ -16,7 +14,7 @@ void expectWidth(const Encoder& encoder, int32_t width) {
     int32_t out = -5;
     EXPECT_EQ(encoder.getUnicodeLength("1234567", 7, out), ErrNone);
     EXPECT_EQ(out, 7 / width);
-    EXPECT_EQ(encoder.getMBCSLength(reinterpret_cast<const unsigned short*>(u"abc"), 3, out), ErrNone);
+    EXPECT_EQ(encoder.getMBCSLength(w(u"abc"), 3, out), ErrNone);
     EXPECT_EQ(out, 3 * width);
 }
 
@@ -34,7 +32,6 @@ TEST(UCS2, ByteOrdersHalfUnitsAndFullDestinations) {
     expectConversions(le, {
                               {D, "41 00 42", u"A", 2, ErrPartialMultibyte},
                               {D, "41 00 42", u"A", 2, ErrNone, 1}, // the room ends it before the odd byte
-                              {D, "41 00 42 00", u"A", 2, ErrNone, 1},
                               // Encoding: a destination that runs out first is ErrPartialMultibyte.
                               {E, "61 00", u"ab", 1, ErrPartialMultibyte, 3},
                               {E, "", u"ab", 0, ErrPartialMultibyte, 1},
@@ -58,7 +55,6 @@ TEST(UCS4, DecodingKeepsTheLow16BitsEncodingJoinsPairs) {
                               // Encoding stops at the first bad unit.
                               {E, "41 00 00 00", u"\x41\xDC00\x42", 1, ErrConversion},
                               {E, "", u"\xDC00", 0, ErrConversion},
-                              {E, "", u"\xDC00\xDC00", 0, ErrConversion},
                               {E, "", units({0xD800, 0x42}), 0, ErrConversion},
                               {E, "41 00 00 00", u"\x41\xD800", 1, ErrPartialMultibyte}, // not read past
                               {E, "61 00 00 00", u"ab", 1, ErrPartialMultibyte, 7},
