@@ -44,7 +44,7 @@ TEST(StringParse, QuotedLiteralsAreTakenFromTheFrontButNeverTheirLastUnit) {
     expectParse(u"x", true, u"x", u"");
 }
 
-TEST(StringParse, Escapes) {
+TEST(StringParse, EscapesAndBadHexadecimal) {
     expectParse(u"'\\b\\f\\n\\r\\t\\v|\\q\\\\\\\"\\'\\8'", true, u"\b\f\n\r\t\v|q\\\"'8", u"");
     // One to three octal digits; a third one only after a first digit of 0 to 3.
     expectParse(u"'\\101\\7|\\18|\\400|\\777|\\0'", true,
@@ -53,9 +53,7 @@ TEST(StringParse, Escapes) {
     // An escaped 0 unit stands for itself.
     const std::u16string zero(1, char16_t(0));
     expectParse(u"'a\\" + zero + u"b'", true, text(u"a" + zero + u"b"), u"");
-}
-
-TEST(StringParse, BadHexadecimalFailsAndLeavesTheString) {
+    // Bad hexadecimal fails and leaves the string as it was.
     for (const char16_t* bad :
          {u"'ok\\x4g'", u"'ok\\xg1' x", u"'ok\\u12'", u"'ok\\U123'", u"'ok\\u12", u"'ok\\x"})
         expectParse(bad, false, u"ok", bad);
